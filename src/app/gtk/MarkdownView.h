@@ -1,0 +1,50 @@
+#pragma once
+
+#include "app/Markdown.h"
+#include "app/gtk/GObjectPointer.h"
+#include "app/gtk/Signal.h"
+
+#include <gtk/gtk.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vale::gtk {
+
+/// Shows an agent's Markdown, block by block. A text that grows changes its last blocks only. Main thread
+/// only.
+class MarkdownView {
+ public:
+  /// `openLink` gets the address of a link that was clicked.
+  explicit MarkdownView(std::function<void(const std::string&)> openLink);
+  ~MarkdownView();
+  MarkdownView(const MarkdownView&) = delete;
+  MarkdownView& operator=(const MarkdownView&) = delete;
+
+  GtkWidget* widget() const { return box_.get(); }
+  void show(std::string_view text);
+
+ private:
+  struct Shown {
+    MarkdownBlock block;
+    GtkWidget* widget = nullptr;
+    GtkLabel* label = nullptr;  ///< null for a rule
+    Connection clicks;
+  };
+
+  Shown make(const MarkdownBlock& block);
+
+  std::function<void(const std::string&)> openLink_;
+  GObjectPointer<GtkWidget> box_;
+  std::vector<Shown> shown_;
+};
+
+/// A label for text that wraps and can be selected.
+GtkLabel* newTextLabel();
+
+/// A label that stands in a line of its own that scrolls sideways; `scroller` gets that widget.
+GtkLabel* newCodeLabel(GtkWidget*& scroller);
+
+}  // namespace vale::gtk

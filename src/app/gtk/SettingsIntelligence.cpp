@@ -1,0 +1,99 @@
+#include "app/CallDescription.h"
+#include "app/gtk/SettingsPage.h"
+
+#include <array>
+#include <optional>
+#include <utility>
+
+namespace vale::gtk {
+
+namespace {
+
+constexpr std::array providers{AgentProvider::codex, AgentProvider::claude};
+
+/// A label that may hold whatever an agent said.
+GtkWidget* textBlock(const std::string& text) {
+  auto* label = gtk_label_new(text.c_str());
+  gtk_label_set_wrap(GTK_LABEL(label), TRUE);
+  gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
+  gtk_label_set_xalign(GTK_LABEL(label), 0);
+  gtk_label_set_selectable(GTK_LABEL(label), TRUE);
+  for (auto set : {gtk_widget_set_margin_top, gtk_widget_set_margin_bottom, gtk_widget_set_margin_start,
+                   gtk_widget_set_margin_end}) {
+    set(label, 12);
+  }
+  return label;
+}
+
+/// What the browser asks the agents for by itself, and what it asked lately.
+class IntelligencePage : public SettingsPage {
+ public:
+  explicit IntelligencePage(const SettingsPlace& place)
+      : SettingsPage(place, "Intelligence", "system-run-symbolic") {
+    addChoices();
+    calls_ = addGroup("Recent Questions",
+                      "What was asked since Vale started, and of whom. The list is kept in memory only.");
+    subscriptions_.push_back(
+        Subscription(intelligence().service().recentCallsChanged().connect([this] { listCalls(); })));
+    listCalls();
+  }
+
+ private:
+  void addChoices() {
+    auto* choices =
+        addGroup("Tab Groups", "Titles and addresses of ordinary windows’ tabs are sent to the agent, which "
+                               "sends them to its maker’s service. Private windows are never part of it.");
+    auto* automatic = addSwitch(choices, "Group Tabs Automatically",
+                                "When a new tab shows the start page, and when you pause");
+    auto& grouping = intelligence().grouping();
+    subscriptions_.push_back(
+        grouping.automatic().observe([automatic](bool on) { gtk_switch_set_active(automatic, on); }));
+    connections_.push_back(connect(automatic, "notify::active", [automatic, &grouping](GParamSpec*) {
+      grouping.setAutomatic(gtk_switch_get_active(automatic));
+    }));
+
+    auto& settings = intelligence().settings();
+    const auto chosen = settings.intelligenceProvider().value();
+    auto* row = addChoice(choices, "Agent to Ask", "Automatic takes the first one that is signed in",
+                          {"Automatic", "Codex", "Claude Code"},
+                          chosen ? static_cast<std::size_t>(*chosen) + 1 : 0, [&settings](std::size_t at) {
+                            settings.setIntelligenceProvider(at == 0 ? std::nullopt
+                                                                     : std::optional(providers.at(at - 1)));
+                          });
+    subscriptions_.push_back(settings.intelligenceProvider().subscribe([this, row](const auto& provider) {
+      select(row, provider ? static_cast<std::size_t>(*provider) + 1 : 0);
+    }));
+  }
+
+  void listCalls() {
+    for (auto* row : shownCalls_) adw_preferences_group_remove(calls_, row);
+    shownCalls_.clear();
+    for (const auto& call : intelligence().service().recentCalls()) {
+      const auto described = describe(call);
+      auto* row = ADW_EXPANDER_ROW(adw_expander_row_new());
+      adw_preferences_row_set_title(ADW_PREFERENCES_ROW(row), escaped(described.title).c_str());
+      adw_expander_row_set_subtitle(row, escaped(described.facts).c_str());
+      if (call.error) adw_expander_row_add_row(row, textBlock(*call.error));
+      if (call.unreadableResponse) adw_expander_row_add_row(row, textBlock(*call.unreadableResponse));
+      adw_expander_row_set_enable_expansion(row, call.error || call.unreadableResponse);
+      add(GTK_WIDGET(row));
+    }
+    if (shownCalls_.empty()) add(GTK_WIDGET(newRow("Nothing has been asked yet.")));
+  }
+
+  void add(GtkWidget* row) {
+    adw_preferences_group_add(calls_, row);
+    shownCalls_.push_back(row);
+  }
+
+  AdwPreferencesGroup* calls_ = nullptr;
+  std::vector<GtkWidget*> shownCalls_;
+};
+
+}  // namespace
+
+std::unique_ptr<SettingsPage> makeIntelligenceSettings(const SettingsPlace& place) {
+  return std::make_unique<IntelligencePage>(place);
+}
+
+}  // namespace vale::gtk

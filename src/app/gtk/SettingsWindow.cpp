@@ -1,0 +1,31 @@
+#include "app/gtk/SettingsWindow.h"
+
+#include "app/gtk/SettingsPage.h"
+
+#include <adwaita.h>
+
+#include <vector>
+
+namespace vale::gtk {
+
+void showSettings(GtkWindow* parent, const std::shared_ptr<BrowserModel>& model, BrowserServices& services) {
+  auto* window = GTK_WINDOW(adw_preferences_window_new());
+  gtk_window_set_transient_for(window, parent);
+  gtk_window_set_destroy_with_parent(window, TRUE);
+  gtk_window_set_title(window, "Settings");
+  gtk_window_set_default_size(window, 760, 780);
+  adw_preferences_window_set_search_enabled(ADW_PREFERENCES_WINDOW(window), TRUE);
+  using Pages = std::vector<std::unique_ptr<SettingsPage>>;
+  auto pages = std::make_unique<Pages>();
+  const SettingsPlace place{window, model, services};
+  for (auto* make : {makeGeneralSettings, makeTabSettings, makeSearchSettings, makePrivacySettings,
+                     makeBlockingSettings, makeAgentSettings, makeIntelligenceSettings}) {
+    pages->push_back(make(place));
+    adw_preferences_window_add(ADW_PREFERENCES_WINDOW(window), pages->back()->page());
+  }
+  g_object_set_data_full(G_OBJECT(window), "vale-settings", pages.release(),
+                         [](gpointer data) { delete static_cast<Pages*>(data); });
+  gtk_window_present(window);
+}
+
+}  // namespace vale::gtk
