@@ -41,7 +41,8 @@ TEST(AddressSuggestions, beginWithWhatEnterDoesAndListEachPageOnce) {
 TEST(AddressSuggestions, endWithTheQuestionToAnAgentWhateverWasTyped) {
   const AddressIndex none{std::vector<AddressIndexRow>()};
   const std::vector<OpenTab> tabs;
-  for (const std::string typed : {" add soup ", "soup.org/a", std::string(5'000, 'x').c_str()}) {
+  const std::string longest(5'000, 'x');
+  for (const auto& typed : {std::string(" add soup "), std::string("soup.org/a"), longest}) {
     const auto rows = addressSuggestions(typed, {none, none, tabs, input, true}, 2);
     EXPECT_EQ(rows.back().kind, AddressSuggestion::Kind::agent);
     EXPECT_EQ(rows.back().address, typed);

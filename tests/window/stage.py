@@ -51,11 +51,14 @@ def free_port():
 
 
 class Server(http.server.ThreadingHTTPServer):
-    """Serves `pages`: path -> (content type, body)."""
+    """Serves `pages`, path -> (content type, body), and notes what was asked."""
 
     def __init__(self, pages):
+        asked = self.asked = []
+
         class Handler(http.server.BaseHTTPRequestHandler):
             def do_GET(self):
+                asked.append(self.path)
                 kind, body = pages.get(self.path, ("text/plain", None))
                 self.send_response(404 if body is None else 200)
                 self.send_header("Content-Type", kind)
