@@ -41,7 +41,7 @@ TEST(AddressSuggestions, beginWithWhatEnterDoesAndListEachPageOnce) {
 TEST(AddressSuggestions, endWithTheQuestionToAnAgentWhateverWasTyped) {
   const AddressIndex none{std::vector<AddressIndexRow>()};
   const std::vector<OpenTab> tabs;
-  const std::string longest(5'000, 'x');
+  const std::string longest(4'096, 'x');
   for (const auto& typed : {std::string(" add soup "), std::string("soup.org/a"), longest}) {
     const auto rows = addressSuggestions(typed, {none, none, tabs, input, true}, 2);
     EXPECT_EQ(rows.back().kind, AddressSuggestion::Kind::agent);
