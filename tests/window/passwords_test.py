@@ -133,13 +133,14 @@ class Passwords(unittest.TestCase):
 
     def accounts(self, browser, seconds=15):
         """The list under the user name after a click there, or None."""
+        browser.press("Shift_L")
         browser.click(600, USER)
         with contextlib.suppress(TimeoutError):
             return stage.until(lambda: browser.look("list", "Saved accounts"), seconds)
 
     def choose(self, browser, user):
         """By the keyboard: into the list, and there the first account."""
-        account = self.accounts(browser).find("list item", user)
+        account = stage.until(lambda: self.accounts(browser, 3)).find("list item", user)
         browser.press("Down")
         stage.until(lambda: account.has("focused"))
         browser.press("Return")
