@@ -28,7 +28,8 @@ constexpr const char* rules = R"css(
 .tab { min-height: 32px; padding: 0 8px; border-radius: 8px; border: 1px solid transparent; }
 .tab:hover { background: alpha(currentColor, .06); }
 .tab.selected { background: alpha(currentColor, .12); }
-.tab.sleeping > label, .tab.sleeping > image { opacity: .55; }
+.tab.sleeping > label { opacity: .7; }
+.tab.sleeping > image { opacity: .5; }
 .tab.group > label { font-weight: bold; font-size: smaller; }
 .tab .row-button { min-width: 22px; min-height: 22px; padding: 0; margin: 0 -3px 0 0; border-radius: 11px; }
 .tab.drop-into { background: alpha(@accent_bg_color, .25); }
