@@ -134,6 +134,8 @@ void AddressCompletions::show(std::vector<AddressSuggestion> suggestions) {
   if (gtk_widget_compute_bounds(entry_, entry_, &bounds))
     gtk_widget_set_size_request(popover_.get(), static_cast<int>(bounds.size.width), -1);
   gtk_popover_popup(GTK_POPOVER(popover_.get()));
+  // One that is open already does not become smaller by itself.
+  gtk_popover_present(GTK_POPOVER(popover_.get()));
 }
 
 void AddressCompletions::fill(const Row& row, const AddressSuggestion& suggestion) {
