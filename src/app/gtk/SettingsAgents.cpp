@@ -3,6 +3,7 @@
 
 #include <boost/asio/co_spawn.hpp>
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <optional>
@@ -47,6 +48,7 @@ class AgentsPage : public SettingsPage {
     showModels();
     asio::co_spawn(intelligence().main().executor(), intelligence().catalog().refresh(),
                    [](const std::exception_ptr&) {});
+    connections_.push_back(connect(page(), "map", [this] { checkFirst(); }));
   }
 
  private:
@@ -74,10 +76,15 @@ class AgentsPage : public SettingsPage {
 
   void showStatus(AgentProvider provider) {
     const auto& agents = intelligence().agents();
-    const auto message = agents.hasDiscovered(provider)
-                             ? agents.status(provider).message()
-                             : std::string("Not looked for yet: Vale looks when it is first needed.");
+    const auto message =
+        agents.hasDiscovered(provider) ? agents.status(provider).message() : std::string("Looking for it…");
     setSubtitle(rowsOf(provider).status, message);
+  }
+
+  /// Who opens this page wants to know.
+  void checkFirst() {
+    const auto known = [this](AgentProvider one) { return intelligence().agents().hasDiscovered(one); };
+    if (gtk_widget_get_sensitive(checkButton_) && !std::ranges::all_of(providers, known)) check();
   }
 
   void check() {
@@ -105,7 +112,7 @@ class AgentsPage : public SettingsPage {
     }));
     addChoice(group, "Access", "Whether an agent may change files and run commands that write", taskAccessKey,
               {{json::string(rawValue(AgentAccess::readOnly)), "Read only"},
-               {json::string(rawValue(AgentAccess::projectWrite)), "May change the project"}},
+               {json::string(rawValue(AgentAccess::projectWrite)), "May write"}},
               0, [](const json::value&) { return std::string(); });
   }
 

@@ -18,6 +18,7 @@ namespace {
 
 constexpr int width = 380;
 constexpr int tallest = 520;
+constexpr int narrowestText = 38;
 
 /// Always in the list; the others once the user has decided on them.
 constexpr std::array usual = {PermissionKind::camera, PermissionKind::microphone, PermissionKind::location,
@@ -29,6 +30,8 @@ GtkWidget* newText(const std::string& text, const char* look = nullptr) {
   auto* label = gtk_label_new(text.c_str());
   gtk_label_set_wrap(GTK_LABEL(label), TRUE);
   gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
+  // The scroller asks for the height at the smallest width.
+  gtk_label_set_width_chars(GTK_LABEL(label), narrowestText);
   gtk_label_set_xalign(GTK_LABEL(label), 0);
   if (look) gtk_widget_add_css_class(label, look);
   return label;
@@ -167,6 +170,8 @@ void SiteInformation::addPermissions(GtkBox* box) {
     if (decision == PermissionDecision::ask && std::ranges::find(usual, kind) == usual.end()) continue;
     const std::string label(nameOf(kind));
     auto* text = newText(label);
+    gtk_label_set_width_chars(GTK_LABEL(text), -1);
+    gtk_label_set_wrap(GTK_LABEL(text), FALSE);
     gtk_widget_set_hexpand(text, TRUE);
     const char* const choices[] = {"Ask", "Allow", "Block", nullptr};
     auto* choice = gtk_drop_down_new_from_strings(choices);
