@@ -42,8 +42,11 @@ struct Measured {
 };
 
 Measured measure(const Row& row, int rounds) {
-  row.ours();
-  if (row.peer) row.peer();
+  rounds = std::min(rounds, row.mostRounds);
+  if (row.mostRounds > 1) {
+    row.ours();
+    if (row.peer) row.peer();
+  }
   std::vector<double> ours;
   std::vector<double> peer;
   for (int round = 0; round < rounds; ++round) {
@@ -70,13 +73,14 @@ std::size_t Table::print(const std::vector<std::string>& filters, int rounds) co
     if (!named(row, filters)) continue;
     try {
       const Measured measured = measure(row, std::max(rounds, 1));
-      const double compared = measured.peer ? measured.ours / *measured.peer : measured.ours;
+      const double ratio = measured.peer ? measured.ours / *measured.peer : 0;
+      const double compared = measured.peer && !row.goalIsAbsolute ? ratio : measured.ours;
       const bool met = row.direction == Goal::atLeast ? compared >= row.goal : compared <= row.goal;
       missed += met ? 0 : 1;
       const std::string bound = row.direction == Goal::atLeast ? ">= " : "<= ";
       line(row.name, figure(measured.ours, row.unit),
            measured.peer ? row.peerName + "  " + figure(*measured.peer, row.unit) : "",
-           measured.peer ? fmt::format("{:.2f}", compared) : "", bound + fmt::format("{:g}", row.goal),
+           measured.peer ? fmt::format("{:.2f}", ratio) : "", bound + fmt::format("{:g}", row.goal),
            met ? "yes" : "no");
     } catch (const Unmeasured& reason) {
       line(row.name, "", "", "", "", "not measured: " + reason.message);

@@ -25,7 +25,9 @@ struct Row {
   std::string peerName = {};  ///< "Boost.JSON, bare parse"
   std::function<double()> peer = {};
   Goal direction = Goal::atMost;
-  double goal = 1;  ///< bounds ours / peer; without a peer, ours itself
+  double goal = 1;              ///< bounds ours / peer; without a peer, ours itself
+  bool goalIsAbsolute = false;  ///< bounds ours, whatever the peer does
+  int mostRounds = 1000;        ///< 1: measured once, without warming up
 };
 
 /// Thrown by a measurement that cannot be taken on this machine; the message stands in the row instead of

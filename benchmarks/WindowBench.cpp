@@ -1,134 +1,142 @@
+#include "benchmarks/Browsers.h"
 #include "benchmarks/PaintedPage.h"
 #include "benchmarks/Rows.h"
 #include "benchmarks/Spawn.h"
-
 #include "browser/SessionFile.h"
 #include "common/PrivateFiles.h"
 
-#include <cstdlib>
 #include <fmt/format.h>
-#include <fstream>
+
+#include <algorithm>
 #include <memory>
+#include <optional>
+#include <thread>
 
 namespace vale::bench {
 namespace {
 
 namespace files = std::filesystem;
 
-/// A home for a browser that no user of this machine knows; its caches are filled by the first start.
-class Home {
+constexpr std::size_t manyTabs = 200;
+/// What a start still does once the page is painted.
+constexpr std::chrono::seconds settling{5};
+constexpr std::chrono::seconds idleTime{60};
+
+/// A browser that has painted a page, and how many milliseconds after its start.
+class Started {
  public:
-  Home() {
-    std::string pattern = (files::temp_directory_path() / "vale-bench-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw Unmeasured("no temporary folder can be made");
-    folder_ = pattern;
+  Started(const files::path& program, const Home& home)
+      : browser_(std::in_place, std::vector{program.string(), page_.address()}, home.environment()) {
+    awaitPaint();
   }
-  ~Home() {
-    std::error_code ignored;
-    files::remove_all(folder_, ignored);
-  }
-  Home(const Home&) = delete;
-  Home& operator=(const Home&) = delete;
 
-  files::path support() const { return folder_ / "support"; }
-
-  /// Without a session bus, over which the page would go to a browser that runs already.
-  std::vector<std::string> environment() const {
-    const std::string home = folder_.string();
-    return {"HOME=" + home,
-            "XDG_DATA_HOME=" + home + "/data",
-            "XDG_CONFIG_HOME=" + home + "/config",
-            "XDG_CACHE_HOME=" + home + "/cache",
-            "VALE_SUPPORT=" + support().string(),
-            "DBUS_SESSION_BUS_ADDRESS=disabled:"};
+  /// Vale with a window of tabs from an earlier session, the selected one with the page.
+  Started(const Home& home, std::size_t tabs) {
+    SavedWindow window{.id = Uuid::random()};
+    for (std::size_t i = 0; i < tabs; ++i) {
+      window.tabs.push_back({.id = Uuid::random(),
+                             .url = i == tabs / 2 ? page_.address() : fmt::format("http://127.0.0.1:9/{}", i),
+                             .title = fmt::format("Tab number {}", i)});
+    }
+    window.selected = window.tabs[tabs / 2].id;
+    const Session session{.windows = std::vector{window}};
+    PrivateFiles::write(SessionFile::encode(session), home.support() / "session.json");
+    start_ = std::chrono::steady_clock::now();
+    browser_.emplace(std::vector{builtProgram("vale").string()}, home.environment());
+    awaitPaint();
+    const auto tree = processTree(pid());
+    const auto drawing = std::ranges::count(tree, "WebKitWebProces", &Process::name);
+    if (drawing != 1) throw Unmeasured(fmt::format("{} web processes were started for one page", drawing));
   }
+
+  pid_t pid() const { return browser_->pid(); }
+  double milliseconds() const { return milliseconds_; }
 
  private:
-  files::path folder_;
+  void awaitPaint() {
+    page_.awaitPaint(std::chrono::seconds(30));
+    milliseconds_ =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+  PaintedPage page_;
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::optional<Spawned> browser_;
+  double milliseconds_ = 0;
 };
 
-/// Milliseconds from the start of a browser until it has painted a page.
-double firstPaint(const files::path& browser, const Home& home) {
+Started onePage(const files::path& program, const Home& home) {
   std::error_code ignored;
   files::remove(home.support() / "session.json", ignored);
-  PaintedPage page;
-  const auto start = std::chrono::steady_clock::now();
-  const Spawned window({browser.string(), page.address()}, home.environment());
-  page.awaitPaint(std::chrono::seconds(30));
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  return {program, home};
 }
 
-/// How many processes that draw pages belong to a browser.
-int webProcesses(int browser) {
-  int found = 0;
-  for (const auto& entry : files::directory_iterator("/proc")) {
-    std::ifstream status(entry.path() / "stat");
-    int pid = 0, parent = 0;
-    std::string name, state;
-    if (!(status >> pid >> name >> state >> parent) || !name.starts_with("(WebKitWebProces")) continue;
-    // In a sandbox a process or two stand between.
-    for (int hops = 0; parent > 1 && parent != browser && hops < 4; ++hops) {
-      std::ifstream above(fmt::format("/proc/{}/stat", parent));
-      if (!(above >> pid >> name >> state >> parent)) break;
-    }
-    found += parent == browser;
-  }
-  return found;
+double memoryAtRest(const Started& browser) {
+  std::this_thread::sleep_for(settling);
+  return memoryOf(browser.pid());
 }
 
-/// The same for a browser that restores a window of many tabs, the selected one with the page.
-double firstPaintOfRestored(const Home& home, std::size_t count) {
-  PaintedPage page;
-  SavedWindow window{.id = Uuid::random()};
-  for (std::size_t i = 0; i < count; ++i) {
-    window.tabs.push_back({.id = Uuid::random(),
-                           .url = i == count / 2 ? page.address() : fmt::format("http://127.0.0.1:9/{}", i),
-                           .title = fmt::format("Tab number {}", i)});
+/// A second, of the browser's own process. One that rests has no process but the engine's.
+double wakeUps(const Started& browser) {
+  std::this_thread::sleep_for(2 * settling);
+  const auto before = wakeUpsOf(browser.pid());
+  std::this_thread::sleep_for(idleTime);
+  const auto after = wakeUpsOf(browser.pid());
+  for (const auto& [pid, name] : processTree(browser.pid())) {
+    const bool engine = name.starts_with("WebKit") || name == "bwrap" || name == "xdg-dbus-proxy";
+    if (pid != browser.pid() && !engine) throw Unmeasured("an idle browser has the child process " + name);
   }
-  window.selected = window.tabs[count / 2].id;
-  const Session session{.windows = std::vector{window}};
-  PrivateFiles::write(SessionFile::encode(session), home.support() / "session.json");
-  const auto start = std::chrono::steady_clock::now();
-  const Spawned browser({builtProgram("vale").string()}, home.environment());
-  page.awaitPaint(std::chrono::seconds(30));
-  const double taken =
-      std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  if (const int processes = webProcesses(browser.pid()); processes != 1) {
-    throw Unmeasured(fmt::format("{} web processes were started for one page", processes));
-  }
-  return taken;
-}
-
-files::path engineBrowser() {
-  for (const char* parent : {"/usr/lib", "/usr/libexec", "/usr/lib64"}) {
-    std::error_code ignored;
-    for (const auto& entry : files::directory_iterator(parent, ignored)) {
-      const files::path candidate = entry.path() / "webkitgtk-6.0/MiniBrowser";
-      if (files::exists(candidate, ignored)) return candidate;
-    }
-    const files::path candidate = files::path(parent) / "webkitgtk-6.0/MiniBrowser";
-    if (files::exists(candidate, ignored)) return candidate;
-  }
-  throw Unmeasured("the engine's MiniBrowser is not installed");
+  return static_cast<double>(after - before) / std::chrono::duration<double>(idleTime).count();
 }
 
 }  // namespace
 
 void addWindowRows(Table& table) {
+  const auto vale = [](auto measure) {
+    return
+        [measure, home = std::make_shared<Home>()] { return measure(onePage(builtProgram("vale"), *home)); };
+  };
+  const auto engine = [](auto measure) {
+    return [measure, home = std::make_shared<Home>()] { return measure(onePage(engineBrowser(), *home)); };
+  };
+  const auto restored = [](auto measure) {
+    return [measure, home = std::make_shared<Home>()] { return measure(Started(*home, manyTabs)); };
+  };
+  const auto start = [](const Started& browser) { return browser.milliseconds(); };
   table.add({.name = "vale to first painted page",
              .unit = "ms",
-             .ours = [home = std::make_shared<Home>()] { return firstPaint(builtProgram("vale"), *home); },
+             .ours = vale(start),
              .peerName = "MiniBrowser",
-             .peer = [home = std::make_shared<Home>()] { return firstPaint(engineBrowser(), *home); },
-             .direction = Goal::atMost,
+             .peer = engine(start),
              .goal = 1.2});
   table.add({.name = "the same with 200 restored tabs",
              .unit = "ms",
-             .ours = [home = std::make_shared<Home>()] { return firstPaintOfRestored(*home, 200); },
+             .ours = restored(start),
              .peerName = "vale, one page",
-             .peer = [home = std::make_shared<Home>()] { return firstPaint(builtProgram("vale"), *home); },
-             .direction = Goal::atMost,
+             .peer = vale(start),
              .goal = 1.1});
+  table.add({.name = "memory with one page, all processes",
+             .unit = "MiB",
+             .ours = vale(memoryAtRest),
+             .peerName = "MiniBrowser",
+             .peer = engine(memoryAtRest),
+             .goal = 1.2,
+             .mostRounds = 3});
+  table.add({.name = "the memory with 200 restored tabs",
+             .unit = "MiB",
+             .ours = restored(memoryAtRest),
+             .peerName = "vale, one page",
+             .peer = vale(memoryAtRest),
+             .goal = 1.1,
+             .mostRounds = 3});
+  table.add({.name = "idle for 60 s: wake-ups of the browser",
+             .unit = "/s",
+             .ours = vale(wakeUps),
+             .peerName = "MiniBrowser",
+             .peer = engine(wakeUps),
+             .goal = 2,
+             .goalIsAbsolute = true,
+             .mostRounds = 1});
 }
 
 }  // namespace vale::bench
