@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <map>
 
 namespace vale::bench {
 
@@ -90,12 +89,12 @@ double memoryOf(pid_t root) {
   return static_cast<double>(kibibytes) / 1024;
 }
 
-std::uint64_t wakeUpsOf(pid_t process) {
-  std::uint64_t count = 0;
+std::map<std::string, std::uint64_t> wakeUpsOf(pid_t process) {
+  std::map<std::string, std::uint64_t> counts;
   std::error_code ignored;
   for (const auto& thread : files::directory_iterator(fmt::format("/proc/{}/task", process), ignored))
-    count += numberAfter(thread.path() / "status", "voluntary_ctxt_switches:");
-  return count;
+    counts[thread.path().filename()] = numberAfter(thread.path() / "status", "voluntary_ctxt_switches:");
+  return counts;
 }
 
 }  // namespace vale::bench

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -42,7 +43,7 @@ std::vector<Process> processTree(pid_t root);
 /// proportional set size, proc(5)).
 double memoryOf(pid_t root);
 
-/// How often the threads of a process have woken up from waiting since they began.
-std::uint64_t wakeUpsOf(pid_t process);
+/// By thread of a process, how often it has woken up from waiting since it began.
+std::map<std::string, std::uint64_t> wakeUpsOf(pid_t process);
 
 }  // namespace vale::bench

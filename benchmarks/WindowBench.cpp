@@ -79,14 +79,16 @@ double memoryAtRest(const Started& browser) {
 /// A second, of the browser's own process. One that rests has no process but the engine's.
 double wakeUps(const Started& browser) {
   std::this_thread::sleep_for(2 * settling);
-  const auto before = wakeUpsOf(browser.pid());
+  auto before = wakeUpsOf(browser.pid());
   std::this_thread::sleep_for(idleTime);
-  const auto after = wakeUpsOf(browser.pid());
+  // A thread that ended meanwhile was not idle long.
+  std::uint64_t woken = 0;
+  for (const auto& [thread, count] : wakeUpsOf(browser.pid())) woken += count - before[thread];
   for (const auto& [pid, name] : processTree(browser.pid())) {
     const bool engine = name.starts_with("WebKit") || name == "bwrap" || name == "xdg-dbus-proxy";
     if (pid != browser.pid() && !engine) throw Unmeasured("an idle browser has the child process " + name);
   }
-  return static_cast<double>(after - before) / std::chrono::duration<double>(idleTime).count();
+  return static_cast<double>(woken) / std::chrono::duration<double>(idleTime).count();
 }
 
 }  // namespace
