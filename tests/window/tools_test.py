@@ -18,6 +18,8 @@ PAGES = {
     "/red": (HTML, "<title>Red</title><body style='background:#a01010'>"),
     "/words": (HTML, "<title>Words</title><p>Needle<p>hay<p>needle<p>hay<p style='margin-top:3000px'>needles"),
     "/script": (HTML, "<title>Script</title><script>document.title = 'Changed'</script>"),
+    "/one-link": (HTML, "<title>Links</title><body style='margin:0'>"
+                  "<a href='/green' target='_blank' style='display:block;height:300px'>link</a>"),
     "/links": (HTML, "<title>Links</title><body style='margin:0'>"
                + "".join(f"<a href='{link}' style='display:block;height:100px'>link</a>"
                          for link in ("/green?_<b>&amp;", "file:///etc/passwd", "vale://history"))),
@@ -32,9 +34,9 @@ class ToolsTest(unittest.TestCase):
         self.addCleanup(self.server.server_close)
         self.addCleanup(self.server.shutdown)
 
-    def browse(self, path, title):
+    def browse(self, path, title, *options):
         browser = self.enterContext(accessible.browser(
-            VALE, self.environment, "--support", self.folder / "support", self.server.address(path)))
+            VALE, self.environment, "--support", self.folder / "support", *options, self.server.address(path)))
         browser.find("frame", title)
         return browser
 
@@ -157,6 +159,34 @@ class Links(ToolsTest):
             browser.press("Escape")
             stage.until(lambda: browser.look(name="Copy Link") is None)
 
+
+    def test_ctrl_and_the_middle_button_open_a_tab_beside_and_shift_a_window(self):
+        browser = self.browse("/one-link", "Links")
+        tabs = lambda: len(list(browser.find("frame", "Links").all("list item", "Green")))
+        for keys, button, count in [("ctrl", 1, 1), (None, 2, 2)]:
+            self.click_until(browser, keys, button, lambda count=count: tabs() >= count)
+            self.assertIsNone(browser.look("frame", "Green"))
+        self.click_until(browser, "shift", 1, lambda: browser.look("frame", "Green"))
+        self.assertTrue(browser.look("frame", "Links"))
+        browser.press("ctrl+l")
+        browser.look("frame", "Green").find("text", "Address").set_text(self.server.address("/red"))
+        browser.press("shift+Return")
+        browser.find("frame", "Red")
+        self.assertTrue(browser.look("frame", "Green"), "the tab keeps its page")
+
+    def test_a_private_page_opens_private_windows(self):
+        browser = self.browse("/one-link", "Links — Private", "--private")
+        self.click_until(browser, "shift", 1, lambda: browser.look("frame", "Green — Private"))
+        self.assertIsNone(browser.look("frame", "Green"))
+
+    def click_until(self, browser, keys, button, done):
+        # A press may come before the page is on the screen.
+        for _ in range(3):
+            held = [("keydown", keys), ("keyup", keys)] if keys else [(), ()]
+            browser.desktop(*held[0], "mousemove", 700, 100, "click", button, *held[1])
+            with contextlib.suppress(TimeoutError):
+                return stage.until(done, 5)
+        return stage.until(done)
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)

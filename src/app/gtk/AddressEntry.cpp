@@ -226,9 +226,9 @@ bool AddressEntry::keyPressed(guint key, GdkModifierType modifiers) {
       host_.asked(gtk_editable_get_text(GTK_EDITABLE(entry_.get())));
       return true;
     }
-    // Without Alt the entry itself knows whether the key is an input method's.
-    if (held != GDK_ALT_MASK) return false;
-    enter(OpenPlace::newTab);
+    // Without these the entry itself knows whether the key is an input method's.
+    if (held != GDK_ALT_MASK && held != GDK_SHIFT_MASK) return false;
+    enter(held == GDK_ALT_MASK ? OpenPlace::newTab : OpenPlace::newWindow);
     return true;
   default:
     return false;

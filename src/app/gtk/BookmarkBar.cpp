@@ -263,7 +263,8 @@ void BookmarkBar::pressed(GtkGestureClick* gesture, double x, double y) {
   }
   const bool aside =
       button == GDK_BUTTON_MIDDLE || (button == GDK_BUTTON_PRIMARY && (state & GDK_CONTROL_MASK));
-  if (!aside || !key.starts_with('b')) return;
+  const bool apart = button == GDK_BUTTON_PRIMARY && (state & GDK_SHIFT_MASK);
+  if (!(aside || apart) || !key.starts_with('b')) return;
   take();
   if (const auto id = Uuid::parse(key.substr(1))) commands_.open(*id, BookmarkTarget::newTab);
 }

@@ -365,7 +365,8 @@ void BrowserApplication::windowClosed(const BrowserWindows::Entry& closed,
 
 WindowHost BrowserApplication::hostOfWindows() {
   return {
-      .newWindow = [this](BrowsingMode mode) { windows_->openNew(mode); },
+      .newWindow = [this](BrowsingMode mode,
+                          const std::string& address) { windows_->openNew(mode, address); },
       .closeWindow =
           [this](const Uuid& model) {
             // Not at once: the window is still busy with this very signal.

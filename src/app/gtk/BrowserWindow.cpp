@@ -368,7 +368,7 @@ void BrowserWindow::submit(const std::string& typed, OpenPlace place) {
 
 void BrowserWindow::choose(const AddressSuggestion& suggestion, OpenPlace place) {
   if (suggestion.kind == AddressSuggestion::Kind::agent) return ask(suggestion.address);
-  if (!suggestion.tab || place == OpenPlace::newTab) return open(suggestion.address, place);
+  if (!suggestion.tab || place != OpenPlace::here) return open(suggestion.address, place);
   entry_.restore();
   // An empty tab was only the way to the other.
   auto& model = *context_->model;
@@ -399,6 +399,11 @@ void BrowserWindow::open(const std::string& address, OpenPlace place) {
 }
 
 void BrowserWindow::editGroup(const Uuid& group) {
+  if (place == OpenPlace::newWindow) {
+    entry_.restore();
+    context_->host.newWindow(model.mode, address);
+    return;
+  }
   // A group that is new has its header, at its place, only once the next frame is painted.
   editing_ = connect(gtk_widget_get_frame_clock(GTK_WIDGET(window())), "after-paint", [this, group] {
     const auto id = group;
