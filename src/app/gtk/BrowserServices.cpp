@@ -5,6 +5,7 @@
 #include "app/gtk/BuiltInPages.h"
 #include "app/gtk/CrashRecovery.h"
 #include "app/gtk/LoginPart.h"
+#include "app/gtk/NetworkRecovery.h"
 #include "app/gtk/PageContextMenu.h"
 #include "app/gtk/PageDownloads.h"
 #include "app/gtk/PagePermissions.h"
@@ -110,6 +111,9 @@ PageParts BrowserServices::partsOf(WebKitPage& page, BrowsingMode mode) {
   parts.push_back(std::make_unique<PageContextMenu>(page, *this, mode));
   parts.push_back(std::make_unique<CrashRecovery>(page, base.surroundings.clock));
   parts.push_back(std::make_unique<PagePermissions>(page, *this));
+  if (!webkit_web_view_is_controlled_by_automation(page.view())) {
+    parts.push_back(std::make_unique<NetworkRecovery>(page, base.surroundings.clock));
+  }
   parts.push_back(std::make_unique<PageAuthentication>(page, *this));
   parts.push_back(std::make_unique<PageNotifications>(page, *this));
   parts.push_back(std::make_unique<ScriptDialogs>(page));
