@@ -79,6 +79,10 @@ TEST(ZoomLevels, aSiteKeepsItsSizeAndAPrivateWindowItsOwn) {
     levels.set("file:///home/x", 1.25);
     levels.set("", 3);
     levels.set("https://huge.org", 1);
+    levels.set("https://kept.org", 3);
+    clock.setNow(clock.now() + std::chrono::hours(1));
+    levels.set("https://lately.org", 3);
+    EXPECT_EQ(levels.forgetSince(clock.now()), 1u) << "not the earlier ones, nor those without a date";
     const auto inPrivate = ZoomLevels::withParent(levels);
     EXPECT_EQ(inPrivate->level("https://a.org/"), 1.5);
     inPrivate->set("https://a.org/", 1);
