@@ -39,6 +39,8 @@ DownloadRow::DownloadRow(const Download& download, const Host& host)
   gtk_label_set_wrap_mode(status_, PANGO_WRAP_WORD_CHAR);
   gtk_label_set_width_chars(status_, 30);
   gtk_widget_add_css_class(GTK_WIDGET(status_), "caption");
+  // The list asks for no width when it asks how high a row is.
+  gtk_label_set_max_width_chars(status_, 30);
   gtk_widget_add_css_class(GTK_WIDGET(status_), "dim-label");
   gtk_box_append(GTK_BOX(column), GTK_WIDGET(name_));
   gtk_box_append(GTK_BOX(column), GTK_WIDGET(progress_));
