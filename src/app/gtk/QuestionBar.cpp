@@ -1,5 +1,7 @@
 #include "app/gtk/QuestionBar.h"
 
+#include "app/gtk/Controls.h"
+
 #include <utility>
 
 namespace vale::gtk {
@@ -33,10 +35,7 @@ QuestionBar::QuestionBar(GtkBox* box, const std::string& sentence, std::vector<A
     add(button, std::move(answer.chosen));
   }
   if (dismissed) {
-    auto* button = gtk_button_new_from_icon_name("window-close-symbolic");
-    gtk_widget_add_css_class(button, "flat");
-    gtk_widget_set_tooltip_text(button, "Dismiss");
-    add(button, std::move(dismissed));
+    add(flatButton("window-close-symbolic", "Dismiss"), std::move(dismissed));
   }
   gtk_box_append(box_, widget());
 }
