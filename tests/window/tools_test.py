@@ -4,6 +4,7 @@ import contextlib
 import json
 import re
 import struct
+import subprocess
 import sys
 import unittest
 
@@ -187,6 +188,19 @@ class Links(ToolsTest):
             with contextlib.suppress(TimeoutError):
                 return stage.until(done, 5)
         return stage.until(done)
+
+
+class HandedOver(ToolsTest):
+    def test_a_link_from_another_program_opens_in_the_running_browser_but_not_in_a_private_window(self):
+        browser = self.enterContext(accessible.browser(VALE, self.environment, self.server.address("/green")))
+        browser.find("frame", "Green")
+        browser.press("ctrl+shift+n")
+        browser.find("frame", re.compile("— Private$"))
+        second = subprocess.run([VALE, self.server.address("/red")], env=self.environment, timeout=60)
+        self.assertEqual(second.returncode, 0)
+        browser.find("frame", "Red")
+        self.assertIsNone(browser.look("frame", "Green"), "it has its tab in the window that was there")
+        self.assertTrue(browser.look("frame", re.compile("^New tab — Private$")))
 
 
 if __name__ == "__main__":
