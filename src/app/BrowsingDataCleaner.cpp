@@ -103,6 +103,11 @@ Task<std::string> BrowsingDataCleaner::count(DataKind kind, DataRange range) {
   case DataKind::permissions:
     co_return counted(of(stores_.session.permissions()->permissions().value(), &SitePermission::decidedAt),
                       "decision", "decisions");
+  case DataKind::zoomLevels:
+    // Without a date they are older than any range.
+    co_return counted(of(stores_.zoom.sites().value(),
+                         [](const SiteZoom& one) { return one.changedAt.value_or(Date::min()); }),
+                      "site", "sites");
   case DataKind::foldedGroups:
     co_return counted(of(stores_.session.folded().value(), &FoldedTabGroup::foldedAt), "group", "groups");
   case DataKind::earlierSessions: {
@@ -159,6 +164,9 @@ Task<bool> BrowsingDataCleaner::clearKind(DataKind kind, DataRange range, Result
   }
   case DataKind::permissions:
     stores_.session.permissions()->forgetSince(first);
+    break;
+  case DataKind::zoomLevels:
+    stores_.zoom.forgetSince(first);
     break;
   case DataKind::foldedGroups: {
     const auto groups = stores_.session.folded().value();

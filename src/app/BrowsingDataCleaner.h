@@ -2,6 +2,7 @@
 
 #include "browser/BrowserWindows.h"
 #include "browser/PasswordStore.h"
+#include "browser/ZoomLevels.h"
 #include "common/RawValues.h"
 #include "common/Surroundings.h"
 #include "history/HistoryStore.h"
@@ -26,6 +27,7 @@ enum class DataKind {
   closedTabs,
   downloads,
   permissions,
+  zoomLevels,
   foldedGroups,
   earlierSessions,
   passwords,
@@ -39,6 +41,7 @@ inline constexpr auto rawValues<DataKind> =
                                        {DataKind::closedTabs, "Closed tabs and windows"},
                                        {DataKind::downloads, "List of downloads"},
                                        {DataKind::permissions, "Permissions of sites"},
+                                       {DataKind::zoomLevels, "Zoom levels"},
                                        {DataKind::foldedGroups, "Folded groups"},
                                        {DataKind::earlierSessions, "Earlier sessions"},
                                        {DataKind::passwords, "Saved passwords"}});
@@ -84,6 +87,7 @@ class BrowsingDataCleaner {
     BrowserSession& session;
     BrowserWindows& windows;
     PasswordStore& passwords;
+    ZoomLevels& zoom;
     EngineData& engine;
     std::filesystem::path sessionsFolder;
   };

@@ -102,6 +102,7 @@ void BrowserModel::followPage(BrowserTab& tab) {
   keep(page.onLinkInNewTab([this, id](const std::string& address, bool selected) {
     open(address, {.opener = this->tab(id), .selects = selected});
   }));
+  keep(page.onLinkInNewWindow([this](const std::string& address) { onNewWindow(address); }));
   keep(page.onCloseRequested([this, id] {
     // Not at once: the page is still busy with this very signal.
     session_.surroundings().main.post([weak = weak_from_this(), id] {

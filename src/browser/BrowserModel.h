@@ -201,6 +201,9 @@ class BrowserModel : public std::enable_shared_from_this<BrowserModel> {
   /// goes.
   std::function<void()> onLastTabClosing;
 
+  /// Asked for a window of this one's kind; the windows' owner opens it.
+  std::function<void(const std::string& address)> onNewWindow = [](const std::string&) {};
+
  private:
   enum class Remembered { yes, no };
 

@@ -61,6 +61,7 @@ BrowserWindows::~BrowserWindows() {
   session_.reportStorageError = [](const std::optional<std::string>&) {};
   for (auto& entry : entries_) {
     entry.model->onLastTabClosing = nullptr;
+    entry.model->onNewWindow = [](const std::string&) {};
     entry.window.reset();
     entry.model->closeWindow();
   }
@@ -90,6 +91,7 @@ const BrowserWindows::Entry* BrowserWindows::front() const {
 
 BrowserWindows::Entry& BrowserWindows::add(std::shared_ptr<BrowserModel> model) {
   model->onLastTabClosing = [this, id = model->id] { close(id); };
+  model->onNewWindow = [this, mode = model->mode](const std::string& address) { openNew(mode, address); };
   if (const auto* other = front()) model->storageError.set(other->model->storageError.value());
   frontOrder_.push_back(model->id);
   return entries_.emplace_back(Entry{.model = std::move(model)});
@@ -232,6 +234,7 @@ void BrowserWindows::close(const Uuid& modelID) {
   const auto* next = front();
   onClose(closed, next);
   closed.model->onLastTabClosing = nullptr;
+  closed.model->onNewWindow = [](const std::string&) {};
   if (closed.model->isPrivate()) {
     closed.model->endPrivateSession();
   } else {

@@ -9,8 +9,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <string_view>
+#include <system_error>
 
 namespace vale {
 namespace {
@@ -136,6 +138,12 @@ std::string nameInAddress(const std::string& address) {
 std::string failedDownload(DownloadFailure failure, std::string_view detail) {
   auto words = singleLine(validUtf8(clampedText(detail, 300)));
   while (words.ends_with('.')) words.pop_back();
+  const auto isFull = [&](int code) {
+    return words.find(std::generic_category().message(code)) != std::string::npos;
+  };
+  if (failure == DownloadFailure::disk && (isFull(ENOSPC) || isFull(EDQUOT))) {
+    return "There is no room left on the disk, so the file was not saved. Make some and try again.";
+  }
   const auto reason = words.empty() ? std::string() : ": " + words;
   if (failure == DownloadFailure::disk) return "The file could not be written" + reason + ".";
   return "The file did not arrive" + reason + ".";

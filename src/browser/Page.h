@@ -42,8 +42,8 @@ struct PageText {
 
 class Page;
 
-/// A page that another one asks for, by a link for a new window or by a script. Whoever takes `page` keeps it;
-/// a page that nobody takes does not come to be.
+/// A page that another one asks for, by a link for a new window or by a script. Whoever takes `page` keeps
+/// it; a page that nobody takes does not come to be.
 struct NewPageRequest {
   std::unique_ptr<Page> page;
   bool selected = true;  ///< to the front, or beside the present one
@@ -95,7 +95,8 @@ class Page {
 
   virtual void setMuted(bool muted) = 0;
 
-  /// Pages with the same number share a process and live or die together (a page and what its scripts opened).
+  /// Pages with the same number share a process and live or die together (a page and what its scripts
+  /// opened).
   virtual std::uint64_t processGroup() const = 0;
 
   /// The address shown or being opened; empty before the first load.
@@ -146,6 +147,11 @@ class Page {
     return Subscription(linkInNewTab_.connect(std::move(observer)));
   }
 
+  /// Fires when the user asks for a link in a window of its own (Shift+click): the address.
+  Subscription onLinkInNewWindow(std::function<void(const std::string& address)> observer) {
+    return Subscription(linkInNewWindow_.connect(std::move(observer)));
+  }
+
   /// Fires when a load has come to its end, well or not; `failure` then says which.
   Subscription onLoadEnded(std::function<void()> observer) {
     return Subscription(loadEnded_.connect(std::move(observer)));
@@ -174,6 +180,7 @@ class Page {
   Published<std::optional<PageFailure>> failure_;
   sigc::signal<void(NewPageRequest&)> newPage_;
   sigc::signal<void(const std::string&, bool)> linkInNewTab_;
+  sigc::signal<void(const std::string&)> linkInNewWindow_;
   sigc::signal<void()> loadEnded_;
   sigc::signal<void()> closeRequested_;
 };

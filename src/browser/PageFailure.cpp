@@ -21,6 +21,11 @@ std::string serverOf(std::string_view address) {
 std::string messageOf(PageFailureReason reason, std::string_view address, std::string_view detail) {
   const std::string server = serverOf(address);
   switch (reason) {
+  case PageFailureReason::offline:
+    return fmt::format(
+        "This computer is not connected to a network, so “{}” cannot be reached. The page opens by itself "
+        "once the connection is back.",
+        server);
   case PageFailureReason::serverNotFound:
     return fmt::format(
         "There is no server called “{}”. Check the address for a typing mistake, and your network "
@@ -81,6 +86,8 @@ std::string messageOf(PageFailureReason reason, std::string_view address, std::s
 
 std::string titleOf(PageFailureReason reason) {
   switch (reason) {
+  case PageFailureReason::offline:
+    return "No network connection";
   case PageFailureReason::fileMissing:
     return "File not found";
   case PageFailureReason::serverNotFound:
@@ -101,8 +108,22 @@ std::string titleOf(PageFailureReason reason) {
 
 }  // namespace
 
+bool isOfConnection(PageFailureReason reason) {
+  switch (reason) {
+  case PageFailureReason::offline:
+  case PageFailureReason::serverNotFound:
+  case PageFailureReason::timedOut:
+  case PageFailureReason::networkUnreachable:
+  case PageFailureReason::connectionLost:
+    return true;
+  default:
+    // Whoever refuses a connection has been reached.
+    return false;
+  }
+}
+
 PageFailure describePageFailure(PageFailureReason reason, std::string_view address, std::string_view detail) {
-  return {std::string(address), titleOf(reason), messageOf(reason, address, detail)};
+  return {std::string(address), titleOf(reason), messageOf(reason, address, detail), reason};
 }
 
 }  // namespace vale

@@ -7,6 +7,7 @@ namespace vale {
 
 /// Why a page could not be shown.
 enum class PageFailureReason {
+  offline,  ///< the connection failed, and the computer has no network
   serverNotFound,
   connectionRefused,
   timedOut,
@@ -26,14 +27,18 @@ enum class PageFailureReason {
   other,
 };
 
-/// A page that could not be shown, ready to be told to the user. All three are plain text.
+/// A page that could not be shown, ready to be told to the user. The texts are plain.
 struct PageFailure {
   std::string address;  ///< what should have been opened
   std::string title;    ///< a few words
   std::string message;  ///< one or two complete sentences, with what to do next
+  PageFailureReason reason = PageFailureReason::other;
 
   bool operator==(const PageFailure&) const = default;
 };
+
+/// True when what failed is the way to the server, which another network, or the same one later, may have.
+bool isOfConnection(PageFailureReason reason);
 
 /// Puts a failure into words. `detail` is the engine's own text for `other` and the content type for
 /// `unsupportedContent`; it is not needed elsewhere.

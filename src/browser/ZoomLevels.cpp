@@ -29,7 +29,7 @@ std::string siteOf(std::string_view address) {
 
 }  // namespace
 
-ZoomLevels::ZoomLevels(std::filesystem::path file, Surroundings surroundings) {
+ZoomLevels::ZoomLevels(std::filesystem::path file, Surroundings surroundings) : clock_(&surroundings.clock) {
   try {
     auto list = RecordList<SiteZoom>::read(file, key);
     sites_.set(std::move(list.records));
@@ -73,7 +73,23 @@ void ZoomLevels::set(std::string_view address, double level) {
   auto sites = sites_.value();
   std::erase_if(sites, [&](const auto& one) { return one.site == site; });
   // Over a parent, the usual size is itself something to remember.
-  if (parent_ || std::abs(level - 1) > same) sites.push_back({site, std::clamp(level, smallest, largest)});
+  if (parent_ || std::abs(level - 1) > same) {
+    sites.push_back({.site = site,
+                     .level = std::clamp(level, smallest, largest),
+                     .changedAt = clock_ ? std::optional(clock_->now()) : std::nullopt});
+  }
+  replace(std::move(sites));
+}
+
+std::size_t ZoomLevels::forgetSince(std::optional<Date> since) {
+  auto sites = sites_.value();
+  const auto count = std::erase_if(
+      sites, [&](const auto& one) { return !since || (one.changedAt && *one.changedAt >= *since); });
+  replace(std::move(sites));
+  return count;
+}
+
+void ZoomLevels::replace(std::vector<SiteZoom> sites) {
   if (sites == sites_.value()) return;
   sites_.set(std::move(sites));
   if (file_) file_->schedule();

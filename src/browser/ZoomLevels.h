@@ -17,10 +17,11 @@ namespace vale {
 struct SiteZoom {
   std::string site;  ///< an origin ("https://example.org"), or a scheme whose pages have none ("file:")
   double level = 1;
+  std::optional<Date> changedAt = std::nullopt;  ///< none in files of old
 
   bool operator==(const SiteZoom&) const = default;
 };
-BOOST_DESCRIBE_STRUCT(SiteZoom, (), (site, level))
+BOOST_DESCRIBE_STRUCT(SiteZoom, (), (site, level, changedAt))
 
 /// The sizes of sites that the user has changed. Main thread only. Kept in a file of its own, or, for a store
 /// with a parent, in memory: such a store begins with what its parent knows and tells it nothing. A file that
@@ -45,6 +46,9 @@ class ZoomLevels {
   /// For all pages of the address's site. Nothing happens for an empty address.
   void set(std::string_view address, double level);
 
+  /// Forgets the sizes that were chosen since, or all. Gives how many.
+  std::size_t forgetSince(std::optional<Date> since);
+
   /// The next of the usual steps above or below a level; the level itself at the ends.
   static double larger(double level);
   static double smaller(double level);
@@ -60,11 +64,13 @@ class ZoomLevels {
 
  private:
   ZoomLevels() = default;
+  void replace(std::vector<SiteZoom> sites);
 
   const ZoomLevels* parent_ = nullptr;
   Published<std::vector<SiteZoom>> sites_;
   json::array unknown_;
   Published<std::optional<std::string>> storageError_;
+  const Clock* clock_ = nullptr;        ///< none in memory, where nothing lasts
   std::unique_ptr<DeferredFile> file_;  ///< null when nothing is to be written
 };
 

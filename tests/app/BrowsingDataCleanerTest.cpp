@@ -41,11 +41,13 @@ struct BrowsingDataCleanerTest : BrowserTest {
   BrowserWindows windows{*own, engine, [] { return std::make_shared<HeadlessEngine>(); }};
   HistoryStore history{ValeLibrary(folder / "Library"), queues.workers};
   FakePasswordStore passwords;
+  ZoomLevels zoom{folder / "zoom.json", {queues.main, queues.workers, clock}};
   FakeEngineData data;
   BrowsingDataCleaner cleaner{{.history = &history,
                                .session = *own,
                                .windows = windows,
                                .passwords = passwords,
+                               .zoom = zoom,
                                .engine = data,
                                .sessionsFolder = folder / "Sessions"},
                               {queues.main, queues.workers, clock}};
@@ -73,6 +75,7 @@ struct BrowsingDataCleanerTest : BrowserTest {
     });
     queues.runUntil([&] { return begun; });
     own->permissions()->decide(address, PermissionKind::camera, PermissionDecision::allow);
+    zoom.set(address, 2);
     own->addFolded({.id = Uuid::random(), .name = address, .foldedAt = clock.now()});
     const SavedWindow window{.id = Uuid::random(), .tabs = std::vector<SavedTab>(address.size())};
     SessionGenerations(folder / "Sessions").keep(SessionFile::encode({.windows = {{window}}}), clock.now());
@@ -96,6 +99,7 @@ TEST_F(BrowsingDataCleanerTest, eachKindGoesAloneAndNoFurtherBackThanAsked) {
                     {DataKind::closedTabs, "1 tab, 1 window"},
                     {DataKind::downloads, "1 entry; the files stay"},
                     {DataKind::permissions, "1 decision"},
+                    {DataKind::zoomLevels, "1 site"},
                     {DataKind::foldedGroups, "1 group"},
                     {DataKind::earlierSessions, "1 session"},
                     {DataKind::passwords, "1 password"}};

@@ -289,6 +289,12 @@ TEST_F(BrowserModelTest, pagesOpenAndCloseTabsAndSleepKeepsWhatTheyShowed) {
   EXPECT_EQ(model.selected()->openerID, model.tabs()[0]->id);
   page.askForLink(address("L"), false);
   EXPECT_EQ(name(model.tabs()[2].get()), "L");
+  page.askForWindow(address("W"));
+  EXPECT_EQ(name(windows.entries().back().model->selected().get()), "W");
+  auto& secret = windows.openNew(BrowsingMode::isPrivate, address("P"));
+  dynamic_cast<HeadlessPage&>(*secret.selected()->page()).askForWindow(address("Q"));
+  EXPECT_TRUE(windows.entries().back().model->isPrivate());
+  EXPECT_EQ(name(windows.entries().back().model->selected().get()), "Q");
   dynamic_cast<HeadlessPage&>(*model.selected()->page()).askToClose();
   drain();
   EXPECT_EQ(selected(model), "A");

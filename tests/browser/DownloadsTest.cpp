@@ -229,6 +229,11 @@ TEST(DownloadWordsTest, sizesTimesAndSpeedsReadAsAPersonSaysThem) {
   EXPECT_TRUE(downloadedFraction(std::vector{download, more}));
   EXPECT_EQ(downloadStatus(more, {}), "100.0 kB — a.org");
 
+  EXPECT_EQ(failedDownload(DownloadFailure::disk, "Error: " + std::generic_category().message(ENOSPC)),
+            "There is no room left on the disk, so the file was not saved. Make some and try again.");
+  EXPECT_EQ(failedDownload(DownloadFailure::disk, "It is\nwrite-protected."),
+            "The file could not be written: It is write-protected.");
+
   for (const auto& [address, name] : std::vector<std::pair<std::string, std::string>>{
            {"https://a.org/x/r%C3%A9sum%C3%A9.pdf?q#f", "résumé.pdf"},
            {"https://a.org", "download"},

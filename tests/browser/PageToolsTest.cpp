@@ -1,6 +1,7 @@
 #include "browser/CrashReloads.h"
 #include "browser/FindMatches.h"
 #include "browser/LinkStatus.h"
+#include "browser/NetworkReturn.h"
 #include "browser/PageMenu.h"
 #include "browser/ZoomLevels.h"
 #include "common/FileDescriptor.h"
@@ -24,6 +25,40 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
+// -- The network
+
+TEST(NetworkReturn, aPageThatCouldNotBeReachedComesOnceForEachReturnAndOnlyWhenSeen) {
+  const auto failed = [](PageFailureReason reason) { return describePageFailure(reason, "https://a.org/"); };
+  const auto offline = failed(PageFailureReason::offline);
+  NetworkReturn page(false);
+  page.setFailure(offline, PageTransition::opened);
+  EXPECT_FALSE(page.take(true)) << "the network is not back";
+  page.setAvailable(true);
+  EXPECT_FALSE(page.take(false)) << "nobody looks";
+  page.setAvailable(true);
+  EXPECT_TRUE(page.take(true));
+  EXPECT_FALSE(page.take(true)) << "once";
+  page.setFailure(failed(PageFailureReason::serverNotFound), PageTransition::reload);
+  page.setAvailable(true);
+  EXPECT_FALSE(page.take(true)) << "it never went";
+  page.setAvailable(false);
+  page.setAvailable(true);
+  page.setAvailable(false);
+  EXPECT_FALSE(page.take(true)) << "it went again";
+  page.setAvailable(true);
+  page.setFailure(std::nullopt, PageTransition::reload);
+  EXPECT_FALSE(page.take(true)) << "the user was quicker";
+  for (const auto& [failure, how] :
+       {std::pair(failed(PageFailureReason::connectionRefused), PageTransition::opened),
+        std::pair(failed(PageFailureReason::certificateExpired), PageTransition::link),
+        std::pair(offline, PageTransition::form)}) {
+    page.setFailure(failure, how);
+    page.setAvailable(false);
+    page.setAvailable(true);
+    EXPECT_FALSE(page.take(true)) << failure.message;
+  }
+}
+
 // -- Zoom
 
 TEST(ZoomLevels, aSiteKeepsItsSizeAndAPrivateWindowItsOwn) {
@@ -44,6 +79,10 @@ TEST(ZoomLevels, aSiteKeepsItsSizeAndAPrivateWindowItsOwn) {
     levels.set("file:///home/x", 1.25);
     levels.set("", 3);
     levels.set("https://huge.org", 1);
+    levels.set("https://kept.org", 3);
+    clock.setNow(clock.now() + std::chrono::hours(1));
+    levels.set("https://lately.org", 3);
+    EXPECT_EQ(levels.forgetSince(clock.now()), 1u) << "not the earlier ones, nor those without a date";
     const auto inPrivate = ZoomLevels::withParent(levels);
     EXPECT_EQ(inPrivate->level("https://a.org/"), 1.5);
     inPrivate->set("https://a.org/", 1);

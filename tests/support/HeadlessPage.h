@@ -38,6 +38,7 @@ class HeadlessPage : public Page {
   void setCapture(PageCapture capture) { capture_.set(capture); }
   void askForPage(NewPageRequest& request) { newPage_.emit(request); }
   void askForLink(const std::string& address, bool selected) { linkInNewTab_.emit(address, selected); }
+  void askForWindow(const std::string& address) { linkInNewWindow_.emit(address); }
   void askToClose() { closeRequested_.emit(); }
 
   /// A load of the address from its beginning to its end, with `shown` as the text of the new document.

@@ -131,6 +131,12 @@ class Control:
         return name[half:] if name[:half].replace("_", "", 1).strip() == name[half:] else name
 
     @property
+    def has_own_name(self):
+        """False for one that is called by nothing, or by its kind."""
+        name = _guarded(self.node.get_name, "")
+        return bool(name.strip()) and not re.fullmatch(r"(Gtk|Adw|WebKit)[A-Z]\w*", name)
+
+    @property
     def description(self):
         return _guarded(self.node.get_description, "")
 

@@ -177,6 +177,32 @@ class Passwords(unittest.TestCase):
             self.choose(browser, "ann")
             stage.until(lambda: self.held(self.site) == filled)
 
+    def test_a_new_password_takes_the_old_ones_place_and_never_means_never(self):
+        self.start_service()
+        with self.vale(self.site.address("/login")) as browser:
+            self.save(browser, "ann", "right 1")
+        with self.vale(self.site.address("/login")) as browser:
+            self.shown(self.site)
+            self.log_in(browser, "ann", "right 2")
+            browser.find("label", re.compile("^Change the saved password of .*ann"))
+            browser.find("button", "Change").activate()
+            stage.until(lambda: not browser.look("button", "Change"))
+        with self.vale(self.site.address("/login")) as browser:
+            self.shown(self.site)
+            self.choose(browser, "ann")
+            stage.until(lambda: self.held(self.site) == ("ann", "right 2"))
+            self.log_in(browser, "bob", "right 3")
+            browser.find("button", "Never for This Site").activate()
+            stage.until(lambda: not browser.look("button", "Save"))
+        with self.vale(self.site.address("/login")) as browser:
+            self.shown(self.site)
+            self.log_in(browser, "eve", "right 4")
+            browser.find("frame", "Welcome").activate("win.passwords")
+            browser.find("button", "Copy the Password")
+            browser.find("button", "Ask again on this site").activate()
+            stage.until(lambda: not browser.look("button", "Ask again on this site"))
+            self.assertIsNone(browser.look("button", "Save"))
+
     def test_a_private_window_fills_and_offers_nothing(self):
         self.start_service()
         with self.vale(self.site.address("/login")) as browser:

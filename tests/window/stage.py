@@ -53,7 +53,7 @@ def free_port():
 class Server(http.server.ThreadingHTTPServer):
     """Serves `pages`, path -> (content type, body), and notes what was asked."""
 
-    def __init__(self, pages):
+    def __init__(self, pages, host="127.0.0.1"):
         asked = self.asked = []
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -68,7 +68,7 @@ class Server(http.server.ThreadingHTTPServer):
             def log_message(self, *arguments):
                 pass
 
-        super().__init__(("127.0.0.1", 0), Handler)
+        super().__init__((host, 0), Handler)
         self.daemon_threads = True
         threading.Thread(target=self.serve_forever, daemon=True).start()
 

@@ -4,6 +4,7 @@ import contextlib
 import json
 import re
 import struct
+import subprocess
 import sys
 import unittest
 
@@ -18,6 +19,8 @@ PAGES = {
     "/red": (HTML, "<title>Red</title><body style='background:#a01010'>"),
     "/words": (HTML, "<title>Words</title><p>Needle<p>hay<p>needle<p>hay<p style='margin-top:3000px'>needles"),
     "/script": (HTML, "<title>Script</title><script>document.title = 'Changed'</script>"),
+    "/one-link": (HTML, "<title>Links</title><body style='margin:0'>"
+                  "<a href='/green' target='_blank' style='display:block;height:300px'>link</a>"),
     "/links": (HTML, "<title>Links</title><body style='margin:0'>"
                + "".join(f"<a href='{link}' style='display:block;height:100px'>link</a>"
                          for link in ("/green?_<b>&amp;", "file:///etc/passwd", "vale://history"))),
@@ -32,9 +35,9 @@ class ToolsTest(unittest.TestCase):
         self.addCleanup(self.server.server_close)
         self.addCleanup(self.server.shutdown)
 
-    def browse(self, path, title):
+    def browse(self, path, title, *options):
         browser = self.enterContext(accessible.browser(
-            VALE, self.environment, "--support", self.folder / "support", self.server.address(path)))
+            VALE, self.environment, "--support", self.folder / "support", *options, self.server.address(path)))
         browser.find("frame", title)
         return browser
 
@@ -89,7 +92,8 @@ class Zoom(ToolsTest):
         browser.find("button", "125 %")
         kept = self.folder / "support" / "zoom.json"
         stage.until(kept.exists)
-        self.assertEqual(json.loads(kept.read_text()), {"zoom": [{"site": self.server.address(""), "level": 1.25}]})
+        [site] = json.loads(kept.read_text())["zoom"]
+        self.assertEqual((site["site"], site["level"]), (self.server.address(""), 1.25))
         browser.find("button", "125 %").activate()
         stage.until(lambda: browser.look("button", re.compile("%")) is None)
         stage.until(lambda: json.loads(kept.read_text()) == {"zoom": []})
@@ -156,6 +160,47 @@ class Links(ToolsTest):
             self.assertEqual(browser.look(name="Open Link in New Tab") is not None, opens)
             browser.press("Escape")
             stage.until(lambda: browser.look(name="Copy Link") is None)
+
+    def test_ctrl_and_the_middle_button_open_a_tab_beside_and_shift_a_window(self):
+        browser = self.browse("/one-link", "Links")
+        tabs = lambda: len(list(browser.find("frame", "Links").all("list item", "Green")))
+        for keys, button, count in [("ctrl", 1, 1), (None, 2, 2)]:
+            self.click_until(browser, keys, button, lambda count=count: tabs() >= count)
+            self.assertIsNone(browser.look("frame", "Green"))
+        self.click_until(browser, "shift", 1, lambda: browser.look("frame", "Green"))
+        self.assertTrue(browser.look("frame", "Links"))
+        browser.press("ctrl+l")
+        browser.look("frame", "Green").find("text", "Address").set_text(self.server.address("/red"))
+        browser.press("shift+Return")
+        browser.find("frame", "Red")
+        self.assertTrue(browser.look("frame", "Green"), "the tab keeps its page")
+
+    def test_a_private_page_opens_private_windows(self):
+        browser = self.browse("/one-link", "Links — Private", "--private")
+        self.click_until(browser, "shift", 1, lambda: browser.look("frame", "Green — Private"))
+        self.assertIsNone(browser.look("frame", "Green"))
+
+    def click_until(self, browser, keys, button, done):
+        # A press may come before the page is on the screen.
+        for _ in range(3):
+            held = [("keydown", keys), ("keyup", keys)] if keys else [(), ()]
+            browser.desktop(*held[0], "mousemove", 700, 100, "click", button, *held[1])
+            with contextlib.suppress(TimeoutError):
+                return stage.until(done, 5)
+        return stage.until(done)
+
+
+class HandedOver(ToolsTest):
+    def test_a_link_from_another_program_opens_in_the_running_browser_but_not_in_a_private_window(self):
+        browser = self.enterContext(accessible.browser(VALE, self.environment, self.server.address("/green")))
+        browser.find("frame", "Green")
+        browser.press("ctrl+shift+n")
+        browser.find("frame", re.compile("— Private$"))
+        second = subprocess.run([VALE, self.server.address("/red")], env=self.environment, timeout=60)
+        self.assertEqual(second.returncode, 0)
+        browser.find("frame", "Red")
+        self.assertIsNone(browser.look("frame", "Green"), "it has its tab in the window that was there")
+        self.assertTrue(browser.look("frame", re.compile("^New tab — Private$")))
 
 
 if __name__ == "__main__":

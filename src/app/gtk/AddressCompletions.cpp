@@ -90,7 +90,7 @@ AddressCompletions::AddressCompletions(GtkWidget* entry,
     auto* row = gtk_list_box_get_row_at_y(list_, static_cast<int>(y));
     if (!row || (button != GDK_BUTTON_PRIMARY && button != GDK_BUTTON_MIDDLE)) return;
     const bool aside = button == GDK_BUTTON_MIDDLE || (keys & GDK_CONTROL_MASK);
-    choose(row, aside ? OpenPlace::newTab : OpenPlace::here);
+    choose(row, aside ? OpenPlace::newTab : (keys & GDK_SHIFT_MASK) ? OpenPlace::newWindow : OpenPlace::here);
   });
   gtk_widget_add_controller(GTK_WIDGET(list_), GTK_EVENT_CONTROLLER(click));
 }

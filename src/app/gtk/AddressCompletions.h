@@ -13,7 +13,7 @@
 namespace vale::gtk {
 
 /// Where an address is opened.
-enum class OpenPlace { here, newTab };
+enum class OpenPlace { here, newTab, newWindow };
 
 /// The list under the address entry. It never takes the keyboard: the entry moves the selection. The first
 /// row, which is what was typed, is selected when the list opens. Main thread only.

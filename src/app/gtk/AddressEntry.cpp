@@ -3,6 +3,8 @@
 #include "browser/AddressDisplay.h"
 #include "common/WebAddress.h"
 
+#include <adwaita.h>
+
 #include <memory>
 #include <optional>
 #include <utility>
@@ -13,7 +15,11 @@ namespace {
 
 /// What Pango lays out without a noticeable pause; a longer address is shown, not edited.
 constexpr std::size_t longestEdited = 16 * 1024;
-constexpr guint16 faint = 0x9000;
+
+/// What is not the host, unless the user needs all of it to stand out.
+guint16 faintness() {
+  return adw_style_manager_get_high_contrast(adw_style_manager_get_default()) ? 0xd000 : 0x9000;
+}
 
 struct FreeAttributes {
   void operator()(PangoAttrList* list) const { pango_attr_list_unref(list); }
@@ -169,6 +175,7 @@ void AddressEntry::showDisplayed() {
   gtk_editable_select_region(GTK_EDITABLE(entry_.get()), 0, 0);
   const std::unique_ptr<PangoAttrList, FreeAttributes> attributes(pango_attr_list_new());
   if (!shown.host.empty()) {
+    const auto faint = faintness();
     add(attributes.get(), pango_attr_foreground_alpha_new(faint), 0, shown.host.begin);
     add(attributes.get(), pango_attr_weight_new(PANGO_WEIGHT_MEDIUM), shown.host.begin, shown.host.end);
     add(attributes.get(), pango_attr_foreground_alpha_new(faint), shown.host.end, shown.text.size());
@@ -226,9 +233,9 @@ bool AddressEntry::keyPressed(guint key, GdkModifierType modifiers) {
       host_.asked(gtk_editable_get_text(GTK_EDITABLE(entry_.get())));
       return true;
     }
-    // Without Alt the entry itself knows whether the key is an input method's.
-    if (held != GDK_ALT_MASK) return false;
-    enter(OpenPlace::newTab);
+    // Without these the entry itself knows whether the key is an input method's.
+    if (held != GDK_ALT_MASK && held != GDK_SHIFT_MASK) return false;
+    enter(held == GDK_ALT_MASK ? OpenPlace::newTab : OpenPlace::newWindow);
     return true;
   default:
     return false;

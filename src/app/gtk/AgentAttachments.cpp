@@ -1,5 +1,6 @@
 #include "app/gtk/AgentAttachments.h"
 
+#include "app/gtk/Controls.h"
 #include "common/Error.h"
 #include "common/PrivateFiles.h"
 #include "common/Text.h"
@@ -78,7 +79,7 @@ AgentAttachments::~AgentAttachments() {
 
 void AgentAttachments::addMenu() {
   gtk_menu_button_set_icon_name(GTK_MENU_BUTTON(button_), "list-add-symbolic");
-  gtk_widget_set_tooltip_text(button_, "Attach");
+  nameControl(button_, "Attach");
   gtk_widget_add_css_class(button_, "flat");
   popover_ = GTK_POPOVER(gtk_popover_new());
   auto* list = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
@@ -207,7 +208,7 @@ void AgentAttachments::chip(const char* icon, const std::string& text, const std
   gtk_box_append(GTK_BOX(box), label);
   auto* button = gtk_button_new_from_icon_name("window-close-symbolic");
   gtk_widget_add_css_class(button, "flat");
-  gtk_widget_set_tooltip_text(button, ("Leave out “" + text + "”").c_str());
+  nameControl(button, ("Leave out “" + text + "”").c_str());
   chips_.push_back(connect(button, "clicked", [this, removed = std::move(removed)] {
     // Later: the chip goes with the button that is being clicked.
     desk_.surroundings().main.post([weak = std::weak_ptr(self_), removed] {

@@ -1,5 +1,6 @@
 #include "app/gtk/AgentChoices.h"
 
+#include "app/gtk/Controls.h"
 #include "common/Text.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ GtkDropDown* addChoice(GtkGrid* grid, int row, const char* name) {
   gtk_label_set_xalign(GTK_LABEL(label), 0);
   auto* choice = gtk_drop_down_new(nullptr, nullptr);
   gtk_widget_set_hexpand(choice, TRUE);
-  gtk_accessible_update_property(GTK_ACCESSIBLE(choice), GTK_ACCESSIBLE_PROPERTY_LABEL, name, -1);
+  nameChoice(GTK_DROP_DOWN(choice), name);
   gtk_grid_attach(grid, label, 0, row, 1, 1);
   gtk_grid_attach(grid, choice, 1, row, 1, 1);
   return GTK_DROP_DOWN(choice);

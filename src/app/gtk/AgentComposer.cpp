@@ -1,5 +1,6 @@
 #include "app/gtk/AgentComposer.h"
 
+#include "app/gtk/Controls.h"
 #include "app/gtk/MarkdownView.h"
 #include "common/Text.h"
 
@@ -67,8 +68,7 @@ AgentComposer::AgentComposer(AgentDesk& desk, BrowsingMode mode, Host host)
   gtk_widget_set_tooltip_text(GTK_WIDGET(access_),
                               "Whether the agent may change the project’s files. Its changes "
                               "can be undone here.");
-  gtk_accessible_update_property(GTK_ACCESSIBLE(access_), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                 "What the agent may do", -1);
+  nameChoice(access_, "What the agent may do");
   gtk_widget_set_hexpand(GTK_WIDGET(access_), TRUE);
   beginWithUsualAccess();
   gtk_widget_set_halign(GTK_WIDGET(access_), GTK_ALIGN_START);

@@ -2,6 +2,7 @@
 
 #include "app/TaskChoices.h"
 #include "app/gtk/BrowserServices.h"
+#include "app/gtk/Controls.h"
 #include "app/gtk/IsolatedWorld.h"
 #include "app/gtk/MarkdownView.h"
 #include "common/Log.h"
@@ -24,7 +25,7 @@ constexpr const char* selectionScript = "return String(getSelection()).slice(0, 
 GtkWidget* iconButton(const char* icon, const char* meaning) {
   auto* button = gtk_button_new_from_icon_name(icon);
   gtk_widget_add_css_class(button, "flat");
-  gtk_widget_set_tooltip_text(button, meaning);
+  nameControl(button, meaning);
   return button;
 }
 
@@ -105,7 +106,7 @@ void AgentPanel::spawn(Task<> task) {
 
 void AgentPanel::addButton() {
   button_ = gtk_button_new_from_icon_name("sidebar-show-right-symbolic");
-  gtk_widget_set_tooltip_text(button_, "Agent Panel");
+  nameControl(button_, "Agent Panel");
   gtk_actionable_set_action_name(GTK_ACTIONABLE(button_), "win.agent-panel");
   adw_header_bar_pack_end(place_.header, button_);
 }

@@ -1,6 +1,7 @@
 #include "app/gtk/AgentThreadList.h"
 
 #include "app/AgentConversation.h"
+#include "app/gtk/Controls.h"
 #include "common/Error.h"
 #include "common/Log.h"
 #include "common/Text.h"
@@ -93,7 +94,7 @@ void AgentThreadList::list() {
     auto* remove = gtk_button_new_from_icon_name("user-trash-symbolic");
     gtk_widget_add_css_class(remove, "flat");
     gtk_widget_set_valign(remove, GTK_ALIGN_CENTER);
-    gtk_widget_set_tooltip_text(remove, ("Delete “" + title + "”").c_str());
+    nameControl(remove, ("Delete “" + title + "”").c_str());
     buttons_.push_back(
         connect(remove, "clicked", [this, id = thread->id, title] { askToDelete(id, title); }));
     gtk_box_append(GTK_BOX(box), remove);

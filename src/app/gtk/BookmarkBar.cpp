@@ -2,6 +2,7 @@
 
 #include "app/gtk/BookmarkBarLayout.h"
 #include "app/gtk/BrowserServices.h"
+#include "app/gtk/Controls.h"
 
 #include <utility>
 
@@ -217,7 +218,7 @@ void BookmarkBar::addOverflow() {
   // A label of the button's own would come with an arrow.
   gtk_menu_button_set_child(GTK_MENU_BUTTON(more_), gtk_label_new("»"));
   gtk_widget_add_css_class(more_, "flat");
-  gtk_widget_set_tooltip_text(more_, "More Bookmarks");
+  nameControl(more_, "More Bookmarks");
   gtk_menu_button_set_create_popup_func(
       GTK_MENU_BUTTON(more_),
       [](GtkMenuButton* opened, gpointer bar) {
@@ -263,9 +264,12 @@ void BookmarkBar::pressed(GtkGestureClick* gesture, double x, double y) {
   }
   const bool aside =
       button == GDK_BUTTON_MIDDLE || (button == GDK_BUTTON_PRIMARY && (state & GDK_CONTROL_MASK));
-  if (!aside || !key.starts_with('b')) return;
+  const bool apart = button == GDK_BUTTON_PRIMARY && (state & GDK_SHIFT_MASK);
+  if (!(aside || apart) || !key.starts_with('b')) return;
   take();
-  if (const auto id = Uuid::parse(key.substr(1))) commands_.open(*id, BookmarkTarget::newTab);
+  if (const auto id = Uuid::parse(key.substr(1))) {
+    commands_.open(*id, aside ? BookmarkTarget::newTab : BookmarkTarget::newWindow);
+  }
 }
 
 void BookmarkBar::showMenu(GtkWidget* item, const GdkRectangle& at) {

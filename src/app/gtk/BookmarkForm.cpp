@@ -1,5 +1,6 @@
 #include "app/gtk/BookmarkForm.h"
 
+#include "app/gtk/Controls.h"
 #include "app/gtk/GObjectPointer.h"
 #include "app/gtk/Menu.h"
 #include "common/Error.h"
@@ -26,6 +27,7 @@ BookmarkForm::BookmarkForm(Bookmarks& bookmarks, Fields fields)
   gtk_drop_down_set_expression(folder_, expression);
   gtk_expression_unref(expression);
   addField("_Folder", GTK_WIDGET(folder_));
+  nameChoice(folder_, "Folder");
   gtk_entry_set_max_length(GTK_ENTRY(newFolder_), BookmarkPath::longestName);
   newFolderLabel_ = GTK_LABEL(addField("N_ew folder", GTK_WIDGET(newFolder_)));
   gtk_label_set_wrap(problem_, TRUE);

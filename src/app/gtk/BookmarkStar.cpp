@@ -1,6 +1,7 @@
 #include "app/gtk/BookmarkStar.h"
 
 #include "app/gtk/BrowserServices.h"
+#include "app/gtk/Controls.h"
 #include "common/Error.h"
 
 #include <utility>
@@ -79,8 +80,7 @@ void BookmarkStar::show() {
   const auto shown = address();
   const bool known = !shown.empty() && bookmarks_.findAddress(shown);
   gtk_menu_button_set_icon_name(button_, known ? "starred-symbolic" : "non-starred-symbolic");
-  gtk_widget_set_tooltip_text(GTK_WIDGET(button_),
-                              known ? "Edit Bookmark (Ctrl+D)" : "Bookmark Page (Ctrl+D)");
+  nameControl(GTK_WIDGET(button_), known ? "Edit Bookmark (Ctrl+D)" : "Bookmark Page (Ctrl+D)");
   gtk_widget_set_sensitive(GTK_WIDGET(button_), !shown.empty());
   place_.actions.enable("bookmark-page", !shown.empty());
 }

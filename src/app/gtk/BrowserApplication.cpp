@@ -273,15 +273,27 @@ int BrowserApplication::openFrom(GApplicationCommandLine* arguments) {
       fromRawValue<LinkPlace>(place) == LinkPlace::window) {
     windows_->openNew();
   }
-  for (const auto& address : addresses) open(address);
-  if (const auto* front = windows_->front(); front && front->window && !first) front->window->bringToFront();
+  auto& model = windowFor(isPrivate ? BrowsingMode::isPrivate : BrowsingMode::ordinary);
+  for (const auto& address : addresses) open(address, model);
+  if (const auto* shown = windows_->entry(model.id); shown && shown->window && !first) {
+    shown->window->bringToFront();
+  }
   if (commandLine_.screenshot) takeScreenshot();
   return 0;
 }
 
-/// In the window in front: in its tab when that is empty, else in a new one.
-void BrowserApplication::open(const std::string& address) {
-  auto& model = *windows_->front()->model;
+/// The one in front, unless it is of the other kind: what another program hands over is not for a private
+/// window that happens to be open.
+BrowserModel& BrowserApplication::windowFor(BrowsingMode mode) {
+  if (const auto* front = windows_->front(); front && front->model->mode == mode) return *front->model;
+  const auto& all = windows_->entries();
+  const auto last =
+      std::find_if(all.rbegin(), all.rend(), [mode](const auto& entry) { return entry.model->mode == mode; });
+  return last == all.rend() ? windows_->openNew(mode) : *last->model;
+}
+
+/// In the window's tab when that is empty, else in a new one.
+void BrowserApplication::open(const std::string& address, BrowserModel& model) {
   const auto selected = model.selected();
   if (selected && selected->isStart()) {
     selected->open(address, model.engine());
@@ -365,7 +377,8 @@ void BrowserApplication::windowClosed(const BrowserWindows::Entry& closed,
 
 WindowHost BrowserApplication::hostOfWindows() {
   return {
-      .newWindow = [this](BrowsingMode mode) { windows_->openNew(mode); },
+      .newWindow = [this](BrowsingMode mode,
+                          const std::string& address) { windows_->openNew(mode, address); },
       .closeWindow =
           [this](const Uuid& model) {
             // Not at once: the window is still busy with this very signal.

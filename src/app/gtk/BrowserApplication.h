@@ -55,7 +55,8 @@ class BrowserApplication {
   void startHistory();
   void startIntelligence();
   int openFrom(GApplicationCommandLine* arguments);
-  void open(const std::string& address);
+  BrowserModel& windowFor(BrowsingMode mode);
+  void open(const std::string& address, BrowserModel& model);
   void showWindows(const std::vector<BrowserWindows::Entry*>& opened);
   void recordVisits(const std::shared_ptr<BrowserModel>& model, GtkWindow* window);
   void startIn(const std::shared_ptr<BrowserModel>& model);

@@ -5,6 +5,7 @@
 #include "app/gtk/BuiltInPages.h"
 #include "app/gtk/CrashRecovery.h"
 #include "app/gtk/LoginPart.h"
+#include "app/gtk/NetworkRecovery.h"
 #include "app/gtk/PageContextMenu.h"
 #include "app/gtk/PageDownloads.h"
 #include "app/gtk/PagePermissions.h"
@@ -40,16 +41,17 @@ BrowserServices::BrowserServices(Base with)
       passwordStore(std::make_unique<SecretServiceStore>()),
       passwords(std::make_unique<SavedPasswords>(*passwordStore, base.preferences)),
       secretClipboard(base.surroundings.clock),
+      zoom(std::make_shared<ZoomLevels>(base.supportFolder / "zoom.json", base.surroundings)),
       engineData(std::make_unique<WebKitEngineData>(base.engine.session())),
       cleaner(std::make_unique<BrowsingDataCleaner>(
           BrowsingDataCleaner::Stores{.history = base.history,
                                       .session = base.session,
                                       .windows = base.windows,
                                       .passwords = *passwordStore,
+                                      .zoom = *zoom,
                                       .engine = *engineData,
                                       .sessionsFolder = base.supportFolder / SessionGenerations::folderName},
-          base.surroundings)),
-      zoom_(std::make_shared<ZoomLevels>(base.supportFolder / "zoom.json", base.surroundings)) {
+          base.surroundings)) {
   notificationPermissions_ = offerNotificationPermissions(base.engine.context(), base.session.permissions());
   base.engine.equip([this](WebKitPage& page, BrowsingMode mode) { return partsOf(page, mode); });
   keepServerLogins();
@@ -109,6 +111,9 @@ PageParts BrowserServices::partsOf(WebKitPage& page, BrowsingMode mode) {
   parts.push_back(std::make_unique<PageZoom>(page, zoomFor(mode)));
   parts.push_back(std::make_unique<PageContextMenu>(page, *this, mode));
   parts.push_back(std::make_unique<CrashRecovery>(page, base.surroundings.clock));
+  if (!webkit_web_view_is_controlled_by_automation(page.view())) {
+    parts.push_back(std::make_unique<NetworkRecovery>(page, base.surroundings.clock));
+  }
   parts.push_back(std::make_unique<PagePermissions>(page, *this));
   parts.push_back(std::make_unique<PageAuthentication>(page, *this));
   parts.push_back(std::make_unique<PageNotifications>(page, *this));
@@ -180,9 +185,9 @@ void BrowserServices::openInNewTab(const std::string& address, BrowsingMode mode
 }
 
 std::shared_ptr<ZoomLevels> BrowserServices::zoomFor(BrowsingMode mode) {
-  if (mode == BrowsingMode::ordinary) return zoom_;
+  if (mode == BrowsingMode::ordinary) return zoom;
   auto levels = privateZoom_.lock();
-  if (!levels) privateZoom_ = levels = ZoomLevels::withParent(*zoom_);
+  if (!levels) privateZoom_ = levels = ZoomLevels::withParent(*zoom);
   return levels;
 }
 
@@ -198,7 +203,7 @@ void BrowserServices::closeTabOf(const Page& page) const {
 
 void BrowserServices::shutdown() {
   if (downloads) downloads->end();
-  zoom_->save();
+  zoom->save();
   blocking->shutdown();
   secretClipboard.clear();
 }

@@ -96,6 +96,7 @@ struct BrowserServices {
   std::map<const Page*, std::weak_ptr<LoginPart*>> loginParts;
   bool passwordProblemTold = false;  ///< in this run
   SecretClipboard secretClipboard;
+  const std::shared_ptr<ZoomLevels> zoom;  ///< of ordinary windows
   std::unique_ptr<EngineData> engineData;
   std::unique_ptr<BrowsingDataCleaner> cleaner;
 
@@ -109,7 +110,6 @@ struct BrowserServices {
   void noteServerLogin(Login login) const;
   void closeTabOf(const Page& page) const;
 
-  std::shared_ptr<ZoomLevels> zoom_;
   std::weak_ptr<ZoomLevels> privateZoom_;
   Connection notificationPermissions_;
   Subscription bookmarkChanges_;

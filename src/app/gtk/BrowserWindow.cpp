@@ -44,6 +44,7 @@ BrowserWindow::BrowserWindow(GtkApplication* application, std::shared_ptr<Browse
                          ADW_APPLICATION_WINDOW(adw_application_window_new(application)))),
       rows_(context_), menu_(context_), pages_(context_, clock), entry_(hostOfEntry()),
       header_(ADW_HEADER_BAR(adw_header_bar_new())), content_(gtk_box_new(GTK_ORIENTATION_VERTICAL, 0)),
+      beside_(gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0)),
       frame_(content_, clock,
              [weak = std::weak_ptr(context_)](double width) {
                if (const auto context = weak.lock()) context->model->setWallWidth(width);
@@ -63,9 +64,8 @@ BrowserWindow::BrowserWindow(GtkApplication* application, std::shared_ptr<Browse
   auto* over = gtk_overlay_new();
   gtk_overlay_set_child(GTK_OVERLAY(over), pages_.widget());
   gtk_widget_set_hexpand(over, TRUE);
-  auto* beside = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-  gtk_box_append(GTK_BOX(beside), over);
-  gtk_box_append(GTK_BOX(content_), beside);
+  gtk_box_append(GTK_BOX(beside_), over);
+  gtk_box_append(GTK_BOX(content_), beside_);
   adw_application_window_set_content(window_.get(), frame_.widget());
   setPopoverHome(window(), content_);
   TabDrag::swallow(frame_.widget(), GTK_PHASE_BUBBLE);
@@ -86,7 +86,7 @@ BrowserWindow::BrowserWindow(GtkApplication* application, std::shared_ptr<Browse
                             .entry = entry_,
                             .header = header_,
                             .above = GTK_BOX(above),
-                            .beside = GTK_BOX(beside),
+                            .beside = GTK_BOX(beside_),
                             .over = GTK_OVERLAY(over),
                             .focusPage = [this] { focusPage(); }});
 }
@@ -334,7 +334,12 @@ void BrowserWindow::focusNextPane() {
   if (within(entry_.widget())) {
     if (wall_ && gtk_widget_get_mapped(wall_->widget())) return wall_->focus();
     if (strip_) return strip_->focus();
-  } else if (within(pages_.widget())) {
+  } else if (within(beside_)) {
+    // From a panel there is nothing further on.
+    auto* panel = gtk_widget_get_next_sibling(gtk_widget_get_first_child(beside_));
+    for (; panel && within(pages_.widget()); panel = gtk_widget_get_next_sibling(panel)) {
+      if (gtk_widget_get_visible(panel) && gtk_widget_child_focus(panel, GTK_DIR_TAB_FORWARD)) return;
+    }
     return entry_.edit();
   }
   focusPage();
@@ -368,7 +373,7 @@ void BrowserWindow::submit(const std::string& typed, OpenPlace place) {
 
 void BrowserWindow::choose(const AddressSuggestion& suggestion, OpenPlace place) {
   if (suggestion.kind == AddressSuggestion::Kind::agent) return ask(suggestion.address);
-  if (!suggestion.tab || place == OpenPlace::newTab) return open(suggestion.address, place);
+  if (!suggestion.tab || place != OpenPlace::here) return open(suggestion.address, place);
   entry_.restore();
   // An empty tab was only the way to the other.
   auto& model = *context_->model;
@@ -392,6 +397,11 @@ void BrowserWindow::open(const std::string& address, OpenPlace place) {
   if (place == OpenPlace::newTab) {
     entry_.restore();
     model.open(address, {.opener = tab});
+    return;
+  }
+  if (place == OpenPlace::newWindow) {
+    entry_.restore();
+    context_->host.newWindow(model.mode, address);
     return;
   }
   tab->open(address, model.engine());

@@ -78,6 +78,7 @@ class BrowserWindow : public ShellWindow {
   AddressEntry entry_;
   AdwHeaderBar* header_;
   GtkWidget* content_;
+  GtkWidget* beside_;  ///< holds the pages, and then the panels
   WallFrame frame_;
   WindowActions actions_;
   NavigationMenus navigationMenus_;

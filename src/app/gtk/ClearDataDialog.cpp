@@ -116,6 +116,7 @@ class Dialog : public std::enable_shared_from_this<Dialog> {
       gtk_widget_set_valign(check, GTK_ALIGN_CENTER);
       gtk_check_button_set_active(GTK_CHECK_BUTTON(check), isUsual(entry.first));
       on(check, "toggled", [this] { allow(); });
+      labelledBy(check, row);
       adw_action_row_add_prefix(ADW_ACTION_ROW(row), check);
       adw_action_row_set_activatable_widget(ADW_ACTION_ROW(row), check);
       adw_preferences_group_add(ADW_PREFERENCES_GROUP(what), row);

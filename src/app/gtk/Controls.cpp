@@ -1,10 +1,23 @@
 #include "app/gtk/Controls.h"
 
+#include <adwaita.h>
+
 namespace vale::gtk {
 
 void nameControl(GtkWidget* control, const char* name) {
   gtk_widget_set_tooltip_text(control, name);
   gtk_accessible_update_property(GTK_ACCESSIBLE(control), GTK_ACCESSIBLE_PROPERTY_LABEL, name, -1);
+}
+
+void nameChoice(GtkDropDown* choice, const char* name) {
+  for (auto* part : {GTK_WIDGET(choice), gtk_widget_get_first_child(GTK_WIDGET(choice))}) {
+    gtk_accessible_update_property(GTK_ACCESSIBLE(part), GTK_ACCESSIBLE_PROPERTY_LABEL, name, -1);
+  }
+}
+
+void labelledBy(GtkWidget* control, GtkWidget* row) {
+  const char* title = adw_preferences_row_get_title(ADW_PREFERENCES_ROW(row));
+  gtk_accessible_update_property(GTK_ACCESSIBLE(control), GTK_ACCESSIBLE_PROPERTY_LABEL, title, -1);
 }
 
 GtkWidget* flatButton(const char* icon, const char* name) {

@@ -1,5 +1,6 @@
 #include "app/gtk/DownloadRow.h"
 
+#include "app/gtk/Controls.h"
 #include "browser/DownloadWords.h"
 
 #include <memory>
@@ -38,6 +39,8 @@ DownloadRow::DownloadRow(const Download& download, const Host& host)
   gtk_label_set_ellipsize(name_, PANGO_ELLIPSIZE_MIDDLE);
   gtk_label_set_wrap_mode(status_, PANGO_WRAP_WORD_CHAR);
   gtk_label_set_width_chars(status_, 30);
+  // The list asks for no width when it asks how high a row is.
+  gtk_label_set_max_width_chars(status_, 30);
   gtk_widget_add_css_class(GTK_WIDGET(status_), "caption");
   gtk_widget_add_css_class(GTK_WIDGET(status_), "dim-label");
   gtk_box_append(GTK_BOX(column), GTK_WIDGET(name_));
@@ -56,7 +59,7 @@ GtkWidget* DownloadRow::addButton(const char* icon, const char* meaning,
   auto* button = gtk_button_new_from_icon_name(icon);
   gtk_widget_add_css_class(button, "flat");
   gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
-  gtk_widget_set_tooltip_text(button, meaning);
+  nameControl(button, meaning);
   gtk_box_append(box_, button);
   // Copies: what is done may take this row along.
   connections_.push_back(connect(button, "clicked", [id = id_, work = std::move(work)] {

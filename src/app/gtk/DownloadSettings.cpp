@@ -1,5 +1,6 @@
 #include "app/gtk/DownloadSettings.h"
 
+#include "app/gtk/Controls.h"
 #include "app/gtk/EngineDownloads.h"
 #include "common/Text.h"
 
@@ -27,7 +28,7 @@ class DownloadChoices {
     adw_preferences_row_set_title(ADW_PREFERENCES_ROW(folder_), "Folder for Downloads");
     adw_action_row_set_subtitle_lines(folder_, 2);
     reset_ = gtk_button_new_from_icon_name("edit-undo-symbolic");
-    gtk_widget_set_tooltip_text(reset_, "Use Your Own Downloads Folder Again");
+    nameControl(reset_, "Use Your Own Downloads Folder Again");
     gtk_widget_add_css_class(reset_, "flat");
     auto* choose = gtk_button_new_with_mnemonic("_Change…");
     for (auto* button : {reset_, choose}) {
@@ -72,6 +73,7 @@ class DownloadChoices {
     adw_preferences_row_set_title(ADW_PREFERENCES_ROW(row), "Ask Where to Save Each File");
     auto* choice = gtk_switch_new();
     gtk_widget_set_valign(choice, GTK_ALIGN_CENTER);
+    labelledBy(choice, row);
     gtk_switch_set_active(GTK_SWITCH(choice), preferences_.boolean(EngineDownloads::askKey).value_or(false));
     adw_action_row_add_suffix(ADW_ACTION_ROW(row), choice);
     adw_action_row_set_activatable_widget(ADW_ACTION_ROW(row), choice);

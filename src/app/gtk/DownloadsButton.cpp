@@ -1,5 +1,6 @@
 #include "app/gtk/DownloadsButton.h"
 
+#include "app/gtk/Controls.h"
 #include "browser/DownloadWords.h"
 
 #include <fmt/format.h>
@@ -77,8 +78,7 @@ void DownloadsButton::update() {
   }
   auto meaning = std::string("Downloads");
   if (running > 0) meaning += fmt::format(" ({} under way)", running);
-  gtk_widget_set_tooltip_text(GTK_WIDGET(button_), meaning.c_str());
-  gtk_accessible_update_property(GTK_ACCESSIBLE(button_), GTK_ACCESSIBLE_PROPERTY_LABEL, meaning.c_str(), -1);
+  nameControl(GTK_WIDGET(button_), meaning.c_str());
 }
 
 void DownloadsButton::tellBegun(const Download& download) {

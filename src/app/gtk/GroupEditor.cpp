@@ -1,5 +1,6 @@
 #include "app/gtk/GroupEditor.h"
 
+#include "app/gtk/Controls.h"
 #include "app/gtk/Menu.h"
 #include "app/gtk/Signal.h"
 #include "app/gtk/Style.h"
@@ -60,9 +61,7 @@ void editGroup(SharedContext context, const Uuid& id, GtkWidget* parent, const G
     gtk_widget_add_css_class(swatch, "swatch");
     gtk_widget_add_css_class(swatch, colorClass(color));
     const std::string meaning(word);
-    gtk_widget_set_tooltip_text(swatch, meaning.c_str());
-    gtk_accessible_update_property(GTK_ACCESSIBLE(swatch), GTK_ACCESSIBLE_PROPERTY_LABEL, meaning.c_str(),
-                                   -1);
+    nameControl(swatch, meaning.c_str());
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(swatch), color == group->color);
     gtk_toggle_button_set_group(GTK_TOGGLE_BUTTON(swatch), first);
     if (!first) first = GTK_TOGGLE_BUTTON(swatch);

@@ -1,10 +1,14 @@
 #include "app/gtk/LoadErrors.h"
 
+#include "browser/AddressDisplay.h"
+
 #include <webkit/webkit.h>
 
 namespace vale::gtk {
 
-std::optional<PageFailureReason> failureReason(const GError& error, std::string_view address) {
+namespace {
+
+std::optional<PageFailureReason> reasonOf(const GError& error, std::string_view address) {
   using enum PageFailureReason;
   const auto is = [&](GQuark domain, int code) { return g_error_matches(&error, domain, code); };
   if (is(WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED) || is(G_IO_ERROR, G_IO_ERROR_CANCELLED) ||
@@ -33,6 +37,15 @@ std::optional<PageFailureReason> failureReason(const GError& error, std::string_
   }
   if (is(WEBKIT_POLICY_ERROR, WEBKIT_POLICY_ERROR_CANNOT_SHOW_MIME_TYPE)) return unsupportedContent;
   return other;
+}
+
+}  // namespace
+
+std::optional<PageFailureReason> failureReason(const GError& error, std::string_view address) {
+  const auto reason = reasonOf(error, address);
+  const bool offline = reason && isOfConnection(*reason) && !isLoopback(address) &&
+                       !g_network_monitor_get_network_available(g_network_monitor_get_default());
+  return offline ? PageFailureReason::offline : reason;
 }
 
 PageFailureReason failureReason(GTlsCertificateFlags problems) {

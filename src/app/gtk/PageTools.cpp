@@ -89,9 +89,19 @@ void PageTools::tellFailure(const char* what, const GError* error) {
 }
 
 void PageTools::print() {
-  printing_ =
-      GObjectPointer<WebKitPrintOperation>::adopt(webkit_print_operation_new(place_.pages.page()->view()));
+  auto& page = *place_.pages.page();
+  printing_ = GObjectPointer<WebKitPrintOperation>::adopt(webkit_print_operation_new(page.view()));
   const auto operation = printing_;
+  // Where a file goes: the toolkit would take whatever folder Vale was started in.
+  const auto settings = GObjectPointer<GtkPrintSettings>::adopt(gtk_print_settings_new());
+  const auto name = safeFileName(windowTitle(page.title().value(), page.address().value()));
+  gtk_print_settings_set(settings.get(), GTK_PRINT_SETTINGS_OUTPUT_BASENAME, name.c_str());
+  try {
+    gtk_print_settings_set(settings.get(), GTK_PRINT_SETTINGS_OUTPUT_DIR, userDownloadsDirectory().c_str());
+  } catch (const Error&) {
+    // The toolkit's own choice will do.
+  }
+  webkit_print_operation_set_print_settings(operation.get(), settings.get());
   connections_.push_back(connect(operation.get(), "failed", [this](GError* error) {
     tellFailure("The page could not be printed", error);
   }));
@@ -218,7 +228,11 @@ void PageTools::showSource() {
 }
 
 void PageTools::inspect() {
-  webkit_web_inspector_show(webkit_web_view_get_inspector(place_.pages.page()->view()));
+  auto* inspector = webkit_web_view_get_inspector(place_.pages.page()->view());
+  // In a window of their own the tools are closed with it.
+  const auto act =
+      webkit_web_inspector_is_attached(inspector) ? webkit_web_inspector_close : webkit_web_inspector_show;
+  act(inspector);
 }
 
 void PageTools::reloadAnew() {

@@ -1,6 +1,7 @@
 #include "app/gtk/PasswordsWindow.h"
 
 #include "app/gtk/BrowserServices.h"
+#include "app/gtk/Controls.h"
 #include "app/gtk/GObjectPointer.h"
 #include "app/gtk/PasswordEditor.h"
 #include "app/gtk/WhenDone.h"
@@ -91,7 +92,7 @@ class Passwords : public std::enable_shared_from_this<Passwords> {
     auto* header = adw_header_bar_new();
     auto* button = gtk_toggle_button_new();
     gtk_button_set_icon_name(GTK_BUTTON(button), "system-search-symbolic");
-    gtk_widget_set_tooltip_text(button, "Search");
+    nameControl(button, "Search");
     g_object_bind_property(button, "active", searchBar_, "search-mode-enabled",
                            GBindingFlags(G_BINDING_BIDIRECTIONAL | G_BINDING_SYNC_CREATE));
     adw_header_bar_pack_start(ADW_HEADER_BAR(header), button);
@@ -232,7 +233,7 @@ class Passwords : public std::enable_shared_from_this<Passwords> {
       auto* made = gtk_button_new_from_icon_name(icon);
       gtk_widget_add_css_class(made, "flat");
       gtk_widget_set_valign(made, GTK_ALIGN_CENTER);
-      gtk_widget_set_tooltip_text(made, meaning);
+      nameControl(made, meaning);
       adw_action_row_add_suffix(ADW_ACTION_ROW(row), made);
       rowConnections_.push_back(connect(made, "clicked", std::move(work)));
     };
@@ -305,20 +306,21 @@ class Passwords : public std::enable_shared_from_this<Passwords> {
 
   void remove(const SavedLogin& login) {
     withPassword(login, [this, login](const Secret& password) {
-      run(services_.passwordStore->remove(login), [this, login,
-                                                 password](const std::expected<bool, Error>& removed) {
-        if (!removed) return toast(removed.error().message);
-        load(Unlocking::no);
-        auto* deleted = adw_toast_new(escaped(fmt::format("Deleted: {}", accountOf(login))).c_str());
-        adw_toast_set_button_label(deleted, "_Undo");
-        toastConnections_.push_back(connect(deleted, "button-clicked", [this, login, password] {
-          run(services_.passwordStore->save(login, password), [this](const std::expected<bool, Error>& saved) {
-            if (!saved) toast(saved.error().message);
+      run(services_.passwordStore->remove(login),
+          [this, login, password](const std::expected<bool, Error>& removed) {
+            if (!removed) return toast(removed.error().message);
             load(Unlocking::no);
+            auto* deleted = adw_toast_new(escaped(fmt::format("Deleted: {}", accountOf(login))).c_str());
+            adw_toast_set_button_label(deleted, "_Undo");
+            toastConnections_.push_back(connect(deleted, "button-clicked", [this, login, password] {
+              run(services_.passwordStore->save(login, password),
+                  [this](const std::expected<bool, Error>& saved) {
+                    if (!saved) toast(saved.error().message);
+                    load(Unlocking::no);
+                  });
+            }));
+            adw_toast_overlay_add_toast(toasts_, deleted);
           });
-        }));
-        adw_toast_overlay_add_toast(toasts_, deleted);
-      });
     });
   }
 
@@ -337,7 +339,7 @@ class Passwords : public std::enable_shared_from_this<Passwords> {
       auto* button = gtk_button_new_from_icon_name("list-remove-symbolic");
       gtk_widget_add_css_class(button, "flat");
       gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
-      gtk_widget_set_tooltip_text(button, "Ask again on this site");
+      nameControl(button, "Ask again on this site");
       adw_action_row_add_suffix(ADW_ACTION_ROW(row), button);
       toastConnections_.push_back(connect(button, "clicked", [this, origin] {
         services_.passwords->setNeverSaved(origin, false);

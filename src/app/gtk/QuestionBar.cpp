@@ -1,5 +1,7 @@
 #include "app/gtk/QuestionBar.h"
 
+#include "app/gtk/Controls.h"
+
 #include <utility>
 
 namespace vale::gtk {
@@ -16,7 +18,11 @@ QuestionBar::QuestionBar(GtkBox* box, const std::string& sentence, std::vector<A
   gtk_box_append(GTK_BOX(widget()), sentence_);
   const auto add = [this](GtkWidget* button, std::function<void()> chosen) {
     gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
-    gtk_box_append(GTK_BOX(widget()), button);
+    // A box that is told its width lines its children up at their baselines, and then is higher than it said
+    // without: an overlay has no baseline.
+    auto* place = gtk_overlay_new();
+    gtk_overlay_set_child(GTK_OVERLAY(place), button);
+    gtk_box_append(GTK_BOX(widget()), place);
     // A copy: the answer may take the bar along.
     connections_.push_back(connect(button, "clicked", [chosen = std::move(chosen)] {
       const auto work = chosen;
@@ -29,10 +35,7 @@ QuestionBar::QuestionBar(GtkBox* box, const std::string& sentence, std::vector<A
     add(button, std::move(answer.chosen));
   }
   if (dismissed) {
-    auto* button = gtk_button_new_from_icon_name("window-close-symbolic");
-    gtk_widget_add_css_class(button, "flat");
-    gtk_widget_set_tooltip_text(button, "Dismiss");
-    add(button, std::move(dismissed));
+    add(flatButton("window-close-symbolic", "Dismiss"), std::move(dismissed));
   }
   gtk_box_append(box_, widget());
 }

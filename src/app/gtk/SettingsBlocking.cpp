@@ -1,4 +1,5 @@
 #include "app/gtk/ContentBlocking.h"
+#include "app/gtk/Controls.h"
 #include "app/gtk/SettingsPage.h"
 
 #include <fmt/format.h>
@@ -140,6 +141,7 @@ class BlockingPage : public SettingsPage {
       connections_.push_back(connect(enabled, "notify::active", [this, enabled, id = list.id](GParamSpec*) {
         lists().setEnabled(id, gtk_switch_get_active(GTK_SWITCH(enabled)));
       }));
+      labelledBy(enabled, GTK_WIDGET(row));
       adw_action_row_add_suffix(row, enabled);
       adw_action_row_set_activatable_widget(row, enabled);
       adw_preferences_group_add(lists_, GTK_WIDGET(row));

@@ -1,5 +1,7 @@
 #include "app/gtk/SettingsPage.h"
 
+#include "app/gtk/Controls.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -63,6 +65,7 @@ GtkSwitch* SettingsPage::addSwitch(AdwPreferencesGroup* group, const char* title
   auto* row = addRow(group, title, subtitle);
   auto* control = gtk_switch_new();
   gtk_widget_set_valign(control, GTK_ALIGN_CENTER);
+  labelledBy(control, GTK_WIDGET(row));
   adw_action_row_add_suffix(row, control);
   adw_action_row_set_activatable_widget(row, control);
   return GTK_SWITCH(control);
@@ -152,7 +155,7 @@ GtkWidget* SettingsPage::addButton(AdwActionRow* row, const char* icon, const st
   auto* button = gtk_button_new_from_icon_name(icon);
   gtk_widget_add_css_class(button, "flat");
   gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
-  gtk_widget_set_tooltip_text(button, meaning.c_str());
+  nameControl(button, meaning.c_str());
   adw_action_row_add_suffix(row, button);
   // Later: what it does may take the row along.
   connections_.push_back(connect(button, "clicked", [this, clicked = std::move(clicked)] {

@@ -3,6 +3,7 @@
 #include "app/PermissionQuestions.h"
 #include "app/gtk/AddressEntry.h"
 #include "app/gtk/CertificatePanel.h"
+#include "app/gtk/Controls.h"
 #include "app/gtk/SiteData.h"
 #include "app/gtk/SiteName.h"
 #include "browser/AddressDisplay.h"
@@ -175,7 +176,7 @@ void SiteInformation::addPermissions(GtkBox* box) {
     gtk_widget_set_hexpand(text, TRUE);
     const char* const choices[] = {"Ask", "Allow", "Block", nullptr};
     auto* choice = gtk_drop_down_new_from_strings(choices);
-    gtk_accessible_update_property(GTK_ACCESSIBLE(choice), GTK_ACCESSIBLE_PROPERTY_LABEL, label.c_str(), -1);
+    nameChoice(GTK_DROP_DOWN(choice), label.c_str());
     const auto at = std::ranges::find(decisions, decision) - decisions.begin();
     gtk_drop_down_set_selected(GTK_DROP_DOWN(choice), static_cast<guint>(at));
     contentConnections_.push_back(

@@ -1,5 +1,6 @@
 #include "app/gtk/TabRow.h"
 
+#include "app/gtk/Controls.h"
 #include "app/gtk/Style.h"
 #include "browser/AddressDisplay.h"
 #include "common/Text.h"
@@ -212,8 +213,7 @@ void TabRow::showMute(const BrowserTab& tab) {
     gtk_widget_set_visible(mute_, shown);
     gtk_button_set_icon_name(GTK_BUTTON(mute_),
                              tab.isMuted() ? "audio-volume-muted-symbolic" : "audio-volume-high-symbolic");
-    gtk_widget_set_tooltip_text(mute_, meaning);
-    gtk_accessible_update_property(GTK_ACCESSIBLE(mute_), GTK_ACCESSIBLE_PROPERTY_LABEL, meaning, -1);
+    nameControl(mute_, meaning);
   }
   setClass("playing", tab.isPlayingAudio() && !tab.isMuted());
   if (tab.isCapturing() && !capture_) {

@@ -1,5 +1,7 @@
 #include "app/gtk/TabStrip.h"
 
+#include "app/gtk/Controls.h"
+
 #include <utility>
 
 namespace vale::gtk {
@@ -38,7 +40,7 @@ TabStrip::TabStrip(SharedContext context, TabRows& rows, const TabMenu& menu)
   auto* add = gtk_button_new_from_icon_name("list-add-symbolic");
   gtk_widget_add_css_class(add, "flat");
   gtk_widget_set_valign(add, GTK_ALIGN_CENTER);
-  gtk_widget_set_tooltip_text(add, "New Tab (Ctrl+T)");
+  nameControl(add, "New Tab (Ctrl+T)");
   gtk_actionable_set_action_name(GTK_ACTIONABLE(add), "win.new-tab");
   gtk_box_append(GTK_BOX(widget()), add);
 

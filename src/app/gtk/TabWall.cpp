@@ -1,5 +1,7 @@
 #include "app/gtk/TabWall.h"
 
+#include "app/gtk/Controls.h"
+
 #include <utility>
 
 namespace vale::gtk {
@@ -16,7 +18,7 @@ GtkWidget* newTabButton() {
   gtk_widget_set_halign(content, GTK_ALIGN_START);
   gtk_button_set_child(GTK_BUTTON(button), content);
   gtk_widget_add_css_class(button, "flat");
-  gtk_widget_set_tooltip_text(button, "New Tab (Ctrl+T)");
+  nameControl(button, "New Tab (Ctrl+T)");
   gtk_actionable_set_action_name(GTK_ACTIONABLE(button), "win.new-tab");
   return button;
 }

@@ -29,13 +29,21 @@ PageTransition transitionOf(WebKitNavigationAction* action) {
   return PageTransition::link;
 }
 
-/// A click that asks for the link beside the page: with the middle button, or with Ctrl held down. Only the
-/// user's own clicks count.
-bool asksForTab(WebKitNavigationAction* action) {
-  return webkit_navigation_action_get_navigation_type(action) == WEBKIT_NAVIGATION_TYPE_LINK_CLICKED &&
-         webkit_navigation_action_is_user_gesture(action) &&
-         (webkit_navigation_action_get_mouse_button(action) == GDK_BUTTON_MIDDLE ||
-          (webkit_navigation_action_get_modifiers(action) & GDK_CONTROL_MASK));
+enum class LinkPlace { here, newTab, selectedTab, newWindow };
+
+/// A click asks for the link beside the page with the middle button or with Ctrl held down, and for a window
+/// of its own with Shift alone. Only the user's own clicks count.
+LinkPlace placeOf(WebKitNavigationAction* action) {
+  if (webkit_navigation_action_get_navigation_type(action) != WEBKIT_NAVIGATION_TYPE_LINK_CLICKED ||
+      !webkit_navigation_action_is_user_gesture(action)) {
+    return LinkPlace::here;
+  }
+  const auto keys = webkit_navigation_action_get_modifiers(action);
+  const bool shift = keys & GDK_SHIFT_MASK;
+  if (webkit_navigation_action_get_mouse_button(action) == GDK_BUTTON_MIDDLE || (keys & GDK_CONTROL_MASK)) {
+    return shift ? LinkPlace::selectedTab : LinkPlace::newTab;
+  }
+  return shift ? LinkPlace::newWindow : LinkPlace::here;
 }
 
 /// The server says that what it sends is a file to save.
@@ -83,12 +91,17 @@ bool WebKitPage::decideNavigation(WebKitNavigationPolicyDecision* decision) {
     loadEnded_.emit();
     return true;
   }
-  if (!asksForTab(action)) {
+  const auto place = placeOf(action);
+  if (place == LinkPlace::here) {
     decided_ = transitionOf(action);
     return false;
   }
   webkit_policy_decision_ignore(WEBKIT_POLICY_DECISION(decision));
-  linkInNewTab_.emit(address, (webkit_navigation_action_get_modifiers(action) & GDK_SHIFT_MASK) != 0);
+  if (place == LinkPlace::newWindow) {
+    linkInNewWindow_.emit(address);
+  } else {
+    linkInNewTab_.emit(address, place == LinkPlace::selectedTab);
+  }
   return true;
 }
 

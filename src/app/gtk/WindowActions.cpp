@@ -85,8 +85,8 @@ void WindowActions::addTabActions() {
 }
 
 void WindowActions::addWindowActions() {
-  add("new-window", [this] { context_->host.newWindow(BrowsingMode::ordinary); });
-  add("new-private-window", [this] { context_->host.newWindow(BrowsingMode::isPrivate); });
+  add("new-window", [this] { context_->host.newWindow(BrowsingMode::ordinary, {}); });
+  add("new-private-window", [this] { context_->host.newWindow(BrowsingMode::isPrivate, {}); });
   add("close-window", [this] {
     context_->later([host = context_->host](BrowserModel& model) { host.closeWindow(model.id); });
   });

@@ -24,7 +24,9 @@ struct EarlierSession {
 
 /// What a window asks of the application, on the main thread. What is left out does nothing.
 struct WindowHost {
-  std::function<void(BrowsingMode)> newWindow = [](BrowsingMode) {};
+  /// With an empty tab, or with one for the address.
+  std::function<void(BrowsingMode, const std::string& address)> newWindow = [](BrowsingMode,
+                                                                               const std::string&) {};
   std::function<void(const Uuid& model)> closeWindow = [](const Uuid&) {};
   /// The later of this window's last closed tab and the last closed window.
   std::function<void(BrowserModel&)> reopenClosed = [](BrowserModel&) {};
