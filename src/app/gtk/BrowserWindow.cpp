@@ -63,9 +63,9 @@ BrowserWindow::BrowserWindow(GtkApplication* application, std::shared_ptr<Browse
   auto* over = gtk_overlay_new();
   gtk_overlay_set_child(GTK_OVERLAY(over), pages_.widget());
   gtk_widget_set_hexpand(over, TRUE);
-  auto* beside = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-  gtk_box_append(GTK_BOX(beside), over);
-  gtk_box_append(GTK_BOX(content_), beside);
+  beside_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+  gtk_box_append(GTK_BOX(beside_), over);
+  gtk_box_append(GTK_BOX(content_), beside_);
   adw_application_window_set_content(window_.get(), frame_.widget());
   setPopoverHome(window(), content_);
   TabDrag::swallow(frame_.widget(), GTK_PHASE_BUBBLE);
@@ -86,7 +86,7 @@ BrowserWindow::BrowserWindow(GtkApplication* application, std::shared_ptr<Browse
                             .entry = entry_,
                             .header = header_,
                             .above = GTK_BOX(above),
-                            .beside = GTK_BOX(beside),
+                            .beside = GTK_BOX(beside_),
                             .over = GTK_OVERLAY(over),
                             .focusPage = [this] { focusPage(); }});
 }
@@ -334,7 +334,10 @@ void BrowserWindow::focusNextPane() {
   if (within(entry_.widget())) {
     if (wall_ && gtk_widget_get_mapped(wall_->widget())) return wall_->focus();
     if (strip_) return strip_->focus();
-  } else if (within(pages_.widget())) {
+  } else if (within(beside_)) {
+    auto* panel = g_action_map_lookup_action(G_ACTION_MAP(window_.get()), "focus-agent-panel");
+    const bool onPage = within(pages_.widget());
+    if (onPage && panel && g_action_get_enabled(panel)) return g_action_activate(panel, nullptr);
     return entry_.edit();
   }
   focusPage();

@@ -78,6 +78,7 @@ class BrowserWindow : public ShellWindow {
   AddressEntry entry_;
   AdwHeaderBar* header_;
   GtkWidget* content_;
+  GtkWidget* beside_ = nullptr;  ///< holds the page and its panels
   WallFrame frame_;
   WindowActions actions_;
   NavigationMenus navigationMenus_;
