@@ -11,6 +11,7 @@ namespace vale::gtk {
 
 namespace {
 
+constexpr std::size_t longestWhole = 800;  // bytes
 constexpr std::array providers{AgentProvider::codex, AgentProvider::claude};
 
 /// A label that may hold whatever an agent said.
@@ -25,6 +26,16 @@ GtkWidget* textBlock(const std::string& text) {
     set(label, 12);
   }
   return label;
+}
+
+/// A long text, as high as a reader takes in: the page around it would make it as low as it can be.
+GtkWidget* scrolled(const std::string& text, const std::string& name) {
+  auto* scroller = gtk_scrolled_window_new();
+  gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+  gtk_scrolled_window_set_min_content_height(GTK_SCROLLED_WINDOW(scroller), 240);
+  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), textBlock(text));
+  gtk_accessible_update_property(GTK_ACCESSIBLE(scroller), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str(), -1);
+  return scroller;
 }
 
 /// What the browser asks the agents for by itself, and what it asked lately.
@@ -97,14 +108,7 @@ class IntelligencePage : public SettingsPage {
         gtk_widget_set_margin_top(title, 12);
         gtk_widget_set_margin_start(title, 12);
         gtk_box_append(GTK_BOX(box), title);
-        auto* scroller = gtk_scrolled_window_new();
-        gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
-        gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scroller), TRUE);
-        gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scroller), 320);
-        gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), textBlock(text));
-        gtk_accessible_update_property(GTK_ACCESSIBLE(scroller), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                       heading.c_str(), -1);
-        gtk_box_append(GTK_BOX(box), scroller);
+        gtk_box_append(GTK_BOX(box), text.size() > longestWhole ? scrolled(text, heading) : textBlock(text));
         adw_expander_row_add_row(row, box);
       }
     });
