@@ -78,7 +78,6 @@ void AgentConversation::show(std::optional<Uuid> thread) {
   turns_.clear();
   changes_.clear();
   thinking_.clear();
-  thinkingTurn_.reset();
   readProblem_.clear();
   showPending();
   if (thread_) spawn(read());
@@ -139,11 +138,11 @@ const LiveTurn* AgentConversation::live() const {
 }
 
 void AgentConversation::noteThoughts(const LiveTurn& live) {
-  if (std::exchange(thinkingTurn_, live.request.id) != live.request.id) thinking_.clear();
+  auto& thoughts = thinking_[live.request.id];
   const auto now = desk_.surroundings().clock.now();
   for (const auto& item : live.transcript.items()) {
     if (item.kind != TranscriptItemKind::reasoning) continue;
-    auto& time = thinking_.try_emplace(item.id, ThinkingTime{.began = now}).first->second;
+    auto& time = thoughts.try_emplace(item.id, ThinkingTime{.began = now}).first->second;
     if (item.finished && !time.ended) time.ended = now;
   }
 }
@@ -165,7 +164,7 @@ void AgentConversation::fill(Turn& turn, const AgentTurn& record) {
   const auto* running = live();
   AgentTurnView view{.live = running && running->request.id == record.id,
                      .now = desk_.surroundings().clock.now()};
-  if (thinkingTurn_ == record.id) view.thinking = &thinking_;
+  if (const auto thoughts = thinking_.find(record.id); thoughts != thinking_.end()) view.thinking = &thoughts->second;
   view.sessionIsGone = sessionsGone_.contains(record.id);
   const bool ended = record.status != AgentRunStatus::running && !view.live;
   if (ended && record.access == AgentAccess::projectWrite && record_->kind == AgentThreadKind::project) {
@@ -404,17 +403,6 @@ Task<> AgentConversation::restore(Uuid turn, Way way,
   changes.state = AgentTurnChanges::State::known;
   setChanges(turn, std::move(changes));
   co_await fetchChanges(turn);
-}
-
-std::string threadFacts(const ThreadSummary& thread, const std::string& project) {
-  std::string facts = thread.kind == AgentThreadKind::page ? "About a page" : singleLine(project);
-  if (thread.status == AgentRunStatus::running)
-    facts += " · working";
-  else if (thread.needsAttention)
-    facts += " · needs a look";
-  else if (thread.status == AgentRunStatus::failed)
-    facts += " · failed";
-  return facts;
 }
 
 }  // namespace vale

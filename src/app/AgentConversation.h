@@ -122,8 +122,8 @@ class AgentConversation {
   std::optional<AgentThread> record_;
   std::vector<Turn> turns_;
   std::uint64_t revisions_ = 0;
-  std::map<std::string, ThinkingTime> thinking_;  ///< of the turn under way
-  std::optional<Uuid> thinkingTurn_;
+  /// Of the turns that were under way while they were shown, by thought.
+  std::map<Uuid, std::map<std::string, ThinkingTime>> thinking_;
   std::map<Uuid, ChangesPointer> changes_;
   std::map<Uuid, bool> sessionsGone_;
   std::string readProblem_;
@@ -133,8 +133,5 @@ class AgentConversation {
   std::vector<Subscription> subscriptions_;
   std::shared_ptr<AgentConversation*> self_;
 };
-
-/// In which words a list of conversations shows one: "Kitchen · 3 turns", and a mark of how it stands.
-std::string threadFacts(const ThreadSummary& thread, const std::string& project);
 
 }  // namespace vale

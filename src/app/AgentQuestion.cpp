@@ -15,7 +15,6 @@ namespace vale {
 
 namespace {
 
-constexpr std::size_t longestText = 256 * 1024;
 constexpr std::size_t longestTitle = 120;
 
 /// A file's text with its own fence: one more backtick than any run of them inside.
@@ -62,15 +61,15 @@ AttachedText readAttachedText(const std::filesystem::path& file) {
   std::error_code failure;
   if (!std::filesystem::is_regular_file(file, failure)) refuse("it is no file that can be read.");
   std::ifstream stream(file, std::ios::binary);
-  std::string bytes(longestText + 4, '\0');
+  std::string bytes(longestAttachedText + 4, '\0');
   stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (stream.bad() || (!stream && !stream.eof())) refuse("it could not be read.");
   bytes.resize(static_cast<std::size_t>(stream.gcount()));
   if (bytes.find('\0') != std::string::npos) refuse("it is neither a text nor an image.");
   AttachedText text{.name = name};
-  text.cut = bytes.size() > longestText;
+  text.cut = bytes.size() > longestAttachedText;
   if (text.cut) {
-    std::size_t end = longestText;
+    std::size_t end = longestAttachedText;
     while (end > 0 && (static_cast<unsigned char>(bytes[end]) & 0xC0) == 0x80) --end;
     bytes.resize(end);
   }

@@ -4,12 +4,19 @@
 #include "browser/BrowserModel.h"
 #include "intelligence/ModelInputFilter.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace vale {
+
+/// What a request takes: of a text file its beginning, bytes; of an image, as PNG, no more bytes; so many
+/// files and images.
+inline constexpr std::size_t longestAttachedText = 256 * 1024;
+inline constexpr std::size_t longestAttachedImage = 20 * 1024 * 1024;
+inline constexpr std::size_t mostAttachedFiles = 20;
 
 /// A text file that the user attached.
 struct AttachedText {

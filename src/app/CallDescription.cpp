@@ -1,6 +1,7 @@
 #include "app/CallDescription.h"
 
 #include "common/Text.h"
+#include "intelligence/IntelligenceService.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -57,6 +58,20 @@ CallDescription describe(const IntelligenceCall& call) {
   }
   if (call.error) facts.emplace_back("failed");
   return {.title = std::move(title), .facts = fmt::format("{}", fmt::join(facts, " · "))};
+}
+
+std::vector<CallPart> partsOf(const IntelligenceCall& call) {
+  std::vector<CallPart> parts;
+  if (call.error) parts.push_back({"Why it failed", *call.error});
+  const auto sent = call.prompt.size() < call.promptBytes
+                        ? fmt::format("What was sent, the first {}", size(call.prompt.size()))
+                        : std::string("What was sent");
+  parts.push_back({sent, call.prompt});
+  if (!call.answer.empty()) {
+    const bool cut = call.answer.size() + 4 > IntelligenceService::longestKeptText;
+    parts.push_back({cut ? "What was answered, its beginning" : "What was answered", call.answer});
+  }
+  return parts;
 }
 
 }  // namespace vale

@@ -3,6 +3,7 @@
 #include "intelligence/IntelligenceCall.h"
 
 #include <string>
+#include <vector>
 
 namespace vale {
 
@@ -14,5 +15,15 @@ struct CallDescription {
 };
 
 CallDescription describe(const IntelligenceCall& call);
+
+/// A part of what a call unfolds to. Text, not markup.
+struct CallPart {
+  std::string heading;
+  std::string text;
+};
+
+/// What was sent and what came, word for word, and why it failed. A heading says where a text is only the
+/// beginning.
+std::vector<CallPart> partsOf(const IntelligenceCall& call);
 
 }  // namespace vale

@@ -289,6 +289,14 @@ std::vector<MarkdownBlock> markdownBlocks(std::string_view text) {
   return Layout().of(parsed(validUtf8(std::string(text))).get());
 }
 
+std::string_view markdownBeginning(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) return text;
+  if (const auto end = text.rfind('\n', bytes); end != std::string_view::npos && end > 0)
+    return text.substr(0, end);
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+  return text.substr(0, bytes);
+}
+
 std::string escapedMarkup(std::string_view text) {
   std::string markup;
   markup.reserve(text.size() + text.size() / 8);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,9 @@ struct MarkdownBlock {
 /// Never fails: what is no Markdown is a paragraph. A block is at most some 8,000 bytes of source; a longer
 /// one goes on in a next block.
 std::vector<MarkdownBlock> markdownBlocks(std::string_view text);
+
+/// The beginning of a text, at most so many bytes of it: whole lines where one fits, else whole characters.
+std::string_view markdownBeginning(std::string_view text, std::size_t bytes);
 
 /// Any text as Pango markup that shows it: without control and bidirectional formatting characters, line
 /// feeds apart.

@@ -45,7 +45,7 @@ std::vector<Shortcut> table() {
       {"win.fullscreen", {"F11"}, "Fullscreen", windows},
       {"win.leave-fullscreen", {"Escape"}, "", windows},
       {"win.show-wall", {"F9"}, "Show or hide the tabs", windows},
-      {"win.next-pane", {"F6"}, "Address, tabs, page, panel", windows},
+      {"win.next-pane", {"F6"}, "Address, tabs, page, agent panel", windows},
       {"win.address", {"<Ctrl>l", "<Alt>d"}, "Address", general},
       {"win.agent-panel", {"<Ctrl><Shift>a"}, "Agent panel", general},
       {"win.history", {"<Ctrl>h"}, "History", general},

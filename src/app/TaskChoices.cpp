@@ -35,6 +35,28 @@ AgentAccess taskAccess(const Preferences& preferences) {
   return kept ? fromRawValue<AgentAccess>(*kept).value_or(AgentAccess::readOnly) : AgentAccess::readOnly;
 }
 
+void setTaskAccess(Preferences& preferences, AgentAccess access) {
+  preferences.set(taskAccessKey, json::string(rawValue(access)));
+}
+
+std::string taskFallback(const IntelligenceSettings& settings, const ModelCatalog& catalog,
+                         AgentProvider provider) {
+  std::string sentences;
+  const auto& models = settings.taskModels().value();
+  const auto model = settings.taskModel(provider, catalog);
+  if (const auto wanted = models.find(provider); wanted != models.end() && !model) {
+    sentences = fmt::format("{} does not offer the model “{}” any more and takes its usual one.",
+                            productName(provider), singleLine(wanted->second));
+  }
+  const auto& efforts = settings.taskEfforts().value();
+  if (const auto wanted = efforts.find(provider);
+      wanted != efforts.end() && !settings.taskEffort(provider, model, catalog)) {
+    sentences += fmt::format("{}This model does not know the effort “{}” and takes its usual one.",
+                             sentences.empty() ? "" : " ", singleLine(wanted->second));
+  }
+  return sentences;
+}
+
 std::vector<TaskChoice> taskModelChoices(const ModelCatalog& catalog, AgentProvider provider,
                                          const std::optional<std::string>& wanted) {
   const auto own = ownModel(catalog, provider);

@@ -2,7 +2,7 @@
 
 #include "agents/AgentProvider.h"
 #include "common/Preferences.h"
-#include "intelligence/ModelCatalog.h"
+#include "intelligence/IntelligenceSettings.h"
 
 #include <optional>
 #include <string>
@@ -16,6 +16,12 @@ inline constexpr std::string_view taskAccessKey = "ValeTaskAccess";
 
 /// What the user wants a new request to begin with; reading only for a value that is neither.
 AgentAccess taskAccess(const Preferences& preferences);
+void setTaskAccess(Preferences& preferences, AgentAccess access);
+
+/// What the user once chose for new requests and the CLI does not offer any more, and what it takes in its
+/// place: sentences, empty when it offers all.
+std::string taskFallback(const IntelligenceSettings& settings, const ModelCatalog& catalog,
+                         AgentProvider provider);
 
 /// One entry of a list of models or efforts. Texts, not markup.
 struct TaskChoice {

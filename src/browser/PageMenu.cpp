@@ -60,7 +60,7 @@ Section selectionSection(const PageMenuPlace& place) {
   if (!onlyWhiteSpace(place.selection)) {
     lines.push_back({searchWeb, "Search the Web for " + inQuotes(place.selection)});
   }
-  if (place.canAskAgent) lines.push_back({askAgent, "Ask an Agent about It"});
+  if (place.canAskAgent) lines.push_back({askAgent, "Ask an Agent about the Selection"});
   return lines;
 }
 

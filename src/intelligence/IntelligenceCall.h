@@ -32,6 +32,9 @@ struct IntelligenceCall {
   std::optional<std::string> error;
   std::optional<std::string> unreadableResponse;  ///< what came instead of an object, or its beginning
   std::size_t promptBytes = 0;
+  // For the user to read, at most IntelligenceService::longestKeptText bytes of each. No part of a record.
+  std::string prompt;
+  std::string answer;  ///< as the agent gave it; empty when it gave none
 };
 BOOST_DESCRIBE_STRUCT(IntelligenceCall, (),
                       (id, kind, operation, provider, model, effort, startedAt, duration, usage, error,

@@ -122,6 +122,7 @@ struct IntelligenceService::Self {
     call.effort = chosen.effort;
     call.startedAt = parts.surroundings.clock.now();
     call.promptBytes = question.prompt.size();
+    call.prompt = beginning(question.prompt, longestKeptText);
     return call;
   }
 
@@ -229,6 +230,7 @@ Task<std::string> IntelligenceService::Self::perform(std::weak_ptr<Self> weak, Q
       std::move(question.prompt), call.provider, profile, std::move(directory), std::move(question.schema),
       timeout, choice, question.cancellation);
   call.usage = std::move(completion.usage);
+  call.answer = beginning(validUtf8(completion.text.substr(0, longestKeptText + 4)), longestKeptText);
   Extracted extracted =
       co_await asio::co_spawn(workers, extract(std::move(completion.text)), asio::use_awaitable);
   if (extracted.problem) throw UnreadableAnswer(*std::move(extracted.problem), std::move(extracted.text));

@@ -28,6 +28,8 @@ class IntelligenceService : public IntelligenceClient {
   static constexpr std::size_t keptCalls = 20;
   /// Of an answer that was no JSON object at most so many bytes are kept, whole characters.
   static constexpr std::size_t longestUnreadableResponse = 64 * 1024;
+  /// Of the prompt and the answer of each remembered call so many bytes are kept, whole characters.
+  static constexpr std::size_t longestKeptText = 64 * 1024;
 
   /// All of them must outlive the service.
   struct Parts {

@@ -83,5 +83,12 @@ TEST(Markdown, staysBalancedAndBoundedWhateverComes) {
   EXPECT_EQ(shown, wide.size());
 }
 
+TEST(Markdown, beginsWithWholeLinesAndCharacters) {
+  EXPECT_EQ(markdownBeginning("one\ntwo", 7), "one\ntwo");
+  EXPECT_EQ(markdownBeginning("one\ntwo", 6), "one");
+  EXPECT_EQ(markdownBeginning("aéé", 4), "aé");
+  EXPECT_EQ(markdownBeginning("\nabc", 3), "\nab");
+}
+
 }  // namespace
 }  // namespace vale

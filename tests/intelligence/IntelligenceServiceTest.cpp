@@ -137,6 +137,8 @@ TEST_F(IntelligenceServiceTest, answersWithTheObjectAndRemembersTheCall) {
   EXPECT_EQ(last().promptBytes, 6u);
   EXPECT_EQ(last().usage->inputTokens, 7);
   EXPECT_FALSE(last().error || last().unreadableResponse);
+  EXPECT_EQ(last().prompt, "Wo? Ä");
+  EXPECT_EQ(last().answer, "```json\n{\"kind\": \"a\"}\n```");
   EXPECT_THAT(cli.arguments("codex"), HasSubstr("gpt-6-luna"));
 
   service->setOverride(timeline, IntelligenceChoice{.model = "mine", .effort = {}});
@@ -159,6 +161,7 @@ TEST_F(IntelligenceServiceTest, keepsTheBeginningOfWhatIsNoObject) {
     EXPECT_TRUE(answer.starts_with(kept) && isValidUtf8(kept));
     EXPECT_EQ(kept.size() < answer.size(), answer.size() > 1000);
     EXPECT_LE(kept.size(), IntelligenceService::longestUnreadableResponse);
+    EXPECT_EQ(last().answer, kept);
     EXPECT_EQ(last().usage->outputTokens, 2);
   }
 }

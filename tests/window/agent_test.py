@@ -1,6 +1,7 @@
 """The agent panel as a person uses it, with an agent that replays what a real one said. Usage: agent_test.py VALE
 [SUBJECT...]"""
 
+import contextlib
 import json
 import pathlib
 import re
@@ -21,8 +22,8 @@ case "$1 $2" in
 'auth status') echo '{{"loggedIn":true,"authMethod":"api_key"}}'; exit;;
 esac
 case "$*" in
-*json-schema*) cat > "{folder}/routing"; echo '{route}';;
-*) cat > "{folder}/task"; cat "{stream}";;
+*json-schema*) cat > "{folder}/routing"; cat "{folder}/route";;
+*) cat > "{folder}/task"; while [ -e "{folder}/hold" ]; do sleep 0.1; done; cat "{stream}";;
 esac
 """
 
@@ -47,13 +48,22 @@ class AgentTest(unittest.TestCase):
         (self.support / "projects.json").write_text(json.dumps({"version": 1, "added": added, "hidden": []}))
 
     def install_agent(self):
-        route = self.ROUTE | {"project_id": str(self.kitchen) if self.ROUTE["mode"] == "project" else None}
-        result = json.dumps({"type": "result", "subtype": "success", "is_error": False, "result": "",
-                             "structured_output": route})
+        self.route()
         agent = self.folder / ".local" / "bin" / "claude"
         agent.parent.mkdir(parents=True)
-        agent.write_text(CLAUDE.format(folder=self.folder, route=result, stream=STREAMS / f"{self.STREAM}.jsonl"))
+        agent.write_text(CLAUDE.format(folder=self.folder, stream=STREAMS / f"{self.STREAM}.jsonl"))
         agent.chmod(0o755)
+
+    def route(self, **changes):
+        """What the router answers from now on."""
+        route = self.ROUTE | changes
+        route["project_id"] = str(self.kitchen) if route["mode"] == "project" else None
+        (self.folder / "route").write_text(json.dumps({
+            "type": "result", "subtype": "success", "is_error": False, "result": "", "structured_output": route}))
+
+    def send(self, browser, words, button="Send"):
+        browser.find("text", "Request").set_text(words)
+        browser.find("button", button).activate()
 
     def browse(self):
         browser = self.enterContext(accessible.browser(
@@ -91,8 +101,7 @@ class Requests(AgentTest):
         browser.find("label", re.compile("Claude Code · .* tokens in"))
 
         # The next one goes on there, without the page.
-        browser.find("text", "Request").set_text("and tidy up")
-        browser.find("button", "Send").activate()
+        self.send(browser, "and tidy up")
         thread = self.ended(2)
         self.assertEqual(thread["turns"][1]["prompt"], "and tidy up")
         self.assertNotIn("three leeks", (self.folder / "task").read_text())
@@ -128,6 +137,111 @@ class Missing(AgentTest):
         browser.find("button", "Check Again").activate()
         browser.find("label", re.compile("^Ask for anything"))
         self.assertFalse(self.threads())
+
+
+class Line(AgentTest):
+    def waiting(self, browser):
+        removers = browser.all("button", re.compile("^Remove “"))
+        return [remover.name.removeprefix("Remove “").removesuffix("”") for remover in removers]
+
+    def test_what_waits_is_moved_changed_and_removed(self):
+        self.install_agent()
+        (self.folder / "hold").touch()
+        browser = self.browse()
+        browser.press("ctrl+shift+a")
+        self.send(browser, "first")
+        for words in ("a", "b", "c"):
+            browser.find("button", "Queue", showing=False)
+            self.send(browser, words, "Queue")
+            browser.find("button", f"Remove “{words}”")
+        browser.find("button", "Send “a” later").activate()
+        stage.until(lambda: self.waiting(browser) == ["b", "a", "c"])
+        # The key is pressed again for the next step, and back from the end.
+        stage.until(lambda: browser.find("button", "Send “a” later").has("focused"))
+        browser.press("space")
+        stage.until(lambda: self.waiting(browser) == ["b", "c", "a"])
+        stage.until(lambda: browser.find("button", "Send “a” earlier").has("focused"))
+
+        # What was being written is there again after another request was changed, or left.
+        browser.find("text", "Request").set_text("a draft")
+        browser.find("button", "Edit “c”").activate()
+        stage.until(lambda: browser.find("text", "Request").text == "c")
+        self.send(browser, "c2", "Change")
+        stage.until(lambda: self.waiting(browser) == ["b", "c2", "a"])
+        browser.find("button", "Edit “a”").activate()
+        stage.until(lambda: browser.find("text", "Request").text == "a")
+        browser.find("button", "Cancel").activate()
+        stage.until(lambda: browser.find("text", "Request").text == "a draft")
+        browser.find("button", "Remove “b”").activate()
+        stage.until(lambda: self.waiting(browser) == ["c2", "a"])
+        (self.folder / "hold").unlink()
+        self.assertEqual([turn["prompt"] for turn in self.ended(3)["turns"]], ["first", "c2", "a"])
+
+
+class Keyboard(AgentTest):
+    def list_is_open(self, browser):
+        menu = list(browser.all("button", re.compile("^Conversations")))[-1]
+        menu.activate()
+        stage.until(lambda: browser.find("entry", "Find a conversation").has("focused"))
+
+    def test_the_panel_is_reached_used_and_left_without_the_pointer(self):
+        self.install_agent()
+        browser = self.browse()
+        browser.press("ctrl+shift+a")
+        self.send(browser, "add this soup")
+        self.ended(1)
+        # A card tells what it is and how it stands.
+        browser.find("button", re.compile("^(Read|Search|List|Find).*: Done$"))
+        browser.find("button", "New Conversation").activate()
+        self.route(title="Bread")
+        self.send(browser, "bake")
+        browser.find(name="Conversations. Shown: Bread")
+
+        self.list_is_open(browser)
+        browser.type("leek kitchen")
+        stage.until(lambda: [row.name for row in browser.all("list item") if row.name in ("Leeks", "Bread")] == ["Leeks"])
+        browser.press("Down")
+        stage.until(lambda: browser.find("list item", "Leeks").has("focused"))
+        browser.press("Return")
+        browser.find(name="Conversations. Shown: Leeks")
+        stage.until(lambda: browser.find("text", "Request").has("focused"))
+
+        browser.press("Escape")
+        stage.until(lambda: not browser.find("text", "Request").has("focused"))
+        browser.press("F6")
+        stage.until(lambda: browser.find("text", "Request").has("focused"))
+        browser.press("F6")
+        stage.until(lambda: browser.find("text", "Address").has("focused"))
+
+        self.list_is_open(browser)
+        browser.press("Down", "Delete")
+        browser.find("button", "Delete", showing=False).activate()
+        stage.until(lambda: [thread["title"] for thread in self.threads()] == ["Leeks"])
+
+
+class Selection(AgentTest):
+    def attach(self, browser):
+        # The engine can miss a press after one that opened a menu: its release went to the menu.
+        for _ in range(3):
+            browser.click(500, 400)
+            browser.press("ctrl+a")
+            browser.click(500, 90, button=3)
+            with contextlib.suppress(AssertionError):
+                browser.find("menu item", "Ask an Agent about the Selection", seconds=5).activate()
+                return browser.find("label", re.compile("election: .*three leeks"))
+        raise AssertionError(browser.tree())
+
+    def test_what_is_selected_goes_along_in_place_of_the_page(self):
+        self.install_agent()
+        browser = self.browse()
+        self.attach(browser)
+        stage.until(lambda: browser.find("text", "Request").has("focused"))
+        self.assertIsNone(browser.look("label", "This page"))
+        self.send(browser, "what is this")
+        self.ended(1)
+        self.assertIn("User-selected text: ", (self.folder / "task").read_text())
+        browser.find("label", re.compile("With selection of the page “Soup”"))
+        stage.until(lambda: not browser.look("label", re.compile("election: ")))
 
 
 if __name__ == "__main__":

@@ -1,7 +1,10 @@
 #include "app/gtk/AgentActivityView.h"
 
+#include "app/gtk/Controls.h"
 #include "app/gtk/MarkdownView.h"
 #include "common/Text.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
@@ -12,6 +15,7 @@ namespace {
 
 constexpr std::size_t mostOffers = 5;
 constexpr std::size_t mostProjects = 20;
+constexpr int tallestChoice = 300, tallestQueue = 180;  // logical pixels
 
 void clear(GtkWidget* box) {
   while (auto* child = gtk_widget_get_first_child(box)) gtk_box_remove(GTK_BOX(box), child);
@@ -33,6 +37,16 @@ GtkLabel* dim(const std::string& text) {
   return label;
 }
 
+/// A list that grows to a height, and scrolls then.
+GtkWidget* scrolled(GtkWidget* list, int tallest) {
+  auto* scroller = gtk_scrolled_window_new();
+  gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+  gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scroller), TRUE);
+  gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scroller), tallest);
+  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), list);
+  return scroller;
+}
+
 }  // namespace
 
 AgentActivityView::AgentActivityView(AgentDesk& desk, AgentConversation& conversation, Host host)
@@ -42,7 +56,7 @@ AgentActivityView::AgentActivityView(AgentDesk& desk, AgentConversation& convers
       box_(GObjectPointer<GtkWidget>::share(gtk_box_new(GTK_ORIENTATION_VERTICAL, 0))),
       work_(gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 8)), spinner_(GTK_SPINNER(gtk_spinner_new())),
       sentence_(line({})), choice_(gtk_box_new(GTK_ORIENTATION_VERTICAL, 6)),
-      queue_(gtk_box_new(GTK_ORIENTATION_VERTICAL, 4)) {
+      queue_(gtk_box_new(GTK_ORIENTATION_VERTICAL, 4)), lines_(nullptr) {
   gtk_widget_add_css_class(work_, "agent-work");
   gtk_box_append(GTK_BOX(work_), GTK_WIDGET(spinner_));
   gtk_box_append(GTK_BOX(work_), GTK_WIDGET(sentence_));
@@ -58,7 +72,7 @@ AgentActivityView::AgentActivityView(AgentDesk& desk, AgentConversation& convers
 
 AgentActivityView::~AgentActivityView() {
   choices_.clear();
-  lines_.clear();
+  lineClicks_.clear();
 }
 
 void AgentActivityView::refresh() {
@@ -143,12 +157,7 @@ void AgentActivityView::showChoice(const AgentActivity& activity) {
   for (std::size_t i = 0; i < std::min(activity.offers.size(), mostOffers); ++i)
     offer(singleLine(activity.offers[i].name), singleLine(activity.offers[i].reason),
           activity.offers[i].projectID);
-  auto* scroller = gtk_scrolled_window_new();
-  gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
-  gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scroller), TRUE);
-  gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scroller), 300);
-  gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scroller), list);
-  gtk_box_append(GTK_BOX(choice_), scroller);
+  gtk_box_append(GTK_BOX(choice_), scrolled(list, tallestChoice));
   auto* others = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 6);
   button(others, "Other _Folder…", "Choose another folder of this machine",
          [this] { other_.show(widget()); });
@@ -157,14 +166,14 @@ void AgentActivityView::showChoice(const AgentActivity& activity) {
   if (activity.canRouteAgain)
     button(others, "Try _Again", "Let the agent look once more", [this] { conversation_.routeAgain(); });
   button(others, "_Edit", "Take the request back into the text below",
-         [this] { host_.edit(conversation_.takeBack(), std::nullopt); });
+         [this] { host_.takenBack(conversation_.takeBack()); });
   gtk_box_append(GTK_BOX(choice_), others);
 }
 
 void AgentActivityView::showQueue() {
-  lines_.clear();
+  lineClicks_.clear();
   clear(queue_);
-  adding_ = &lines_;
+  adding_ = &lineClicks_;
   gtk_widget_set_visible(queue_, !shownQueue_.empty());
   if (shownQueue_.empty()) return;
   auto* head = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 6);
@@ -174,34 +183,53 @@ void AgentActivityView::showQueue() {
   if (!shownPause_.empty())
     button(head, "_Resume", "Go on with what waits", [this] { conversation_.resume(); });
   gtk_box_append(GTK_BOX(queue_), head);
-  auto& hub = desk_.hub();
-  const auto icon = [this](GtkWidget* box, const char* name, const std::string& tip,
-                           std::function<void()> work) {
-    auto* one = button(box, "", tip.c_str(), std::move(work));
+  lines_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+  gtk_box_append(GTK_BOX(queue_), scrolled(lines_, tallestQueue));
+  for (std::size_t i = 0; i < shownQueue_.size(); ++i) showWaiting(i);
+  moved_.reset();
+}
+
+void AgentActivityView::move(std::size_t index, std::size_t to) {
+  if (index >= shownQueue_.size()) return;
+  moved_ = Moved{.id = shownQueue_[index].id, .earlier = to < index};
+  if (!desk_.hub().move(moved_->id, to)) moved_.reset();
+}
+
+void AgentActivityView::showWaiting(std::size_t index) {
+  const auto& request = shownQueue_[index];
+  auto* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+  gtk_widget_add_css_class(row, "agent-waiting");
+  gtk_box_append(GTK_BOX(lines_), row);
+  const auto words = singleLine(std::string(firstCharacters(request.words, 200)));
+  auto shown = words;
+  if (!request.isHere) shown += " (another conversation)";
+  if (request.access == AgentAccess::projectWrite) shown += " · may write";
+  auto* label = line(shown);
+  gtk_widget_set_tooltip_text(GTK_WIDGET(label), words.c_str());
+  gtk_widget_set_hexpand(GTK_WIDGET(label), TRUE);
+  gtk_box_append(GTK_BOX(row), GTK_WIDGET(label));
+  const auto icon = [&](const char* name, const std::string& meaning, std::function<void()> work) {
+    auto* one = button(row, "", "", std::move(work));
     gtk_button_set_icon_name(GTK_BUTTON(one), name);
     gtk_widget_add_css_class(one, "flat");
+    nameControl(one, meaning.c_str());
     return one;
   };
-  for (std::size_t i = 0; i < shownQueue_.size(); ++i) {
-    const auto& request = shownQueue_[i];
-    auto* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-    gtk_widget_add_css_class(row, "agent-waiting");
-    const auto words = singleLine(std::string(firstCharacters(request.words, 200)));
-    auto* label = line(request.isHere ? words : words + " (another conversation)");
-    gtk_widget_set_tooltip_text(GTK_WIDGET(label), words.c_str());
-    gtk_widget_set_hexpand(GTK_WIDGET(label), TRUE);
-    gtk_box_append(GTK_BOX(row), GTK_WIDGET(label));
-    if (i > 0) {
-      icon(row, "go-up-symbolic", "Send “" + words + "” earlier",
-           [&hub, id = request.id, i] { hub.move(id, i - 1); });
-    }
-    if (request.isHere) {
-      icon(row, "document-edit-symbolic", "Edit “" + words + "”",
-           [this, request] { host_.edit(request.words, request.id); });
-    }
-    icon(row, "user-trash-symbolic", "Remove “" + words + "”", [&hub, id = request.id] { hub.remove(id); });
-    gtk_box_append(GTK_BOX(queue_), row);
+  const auto mover = [&](const char* name, const char* way, bool can, std::size_t to) {
+    auto* one = icon(name, fmt::format("Send “{}” {}", words, way), [this, index, to] { move(index, to); });
+    gtk_widget_set_sensitive(one, can);
+    return one;
+  };
+  auto* up = mover("go-up-symbolic", "earlier", index > 0, index - 1);
+  auto* down = mover("go-down-symbolic", "later", index + 1 < shownQueue_.size(), index + 1);
+  if (moved_ && moved_->id == request.id) {
+    // The next step the same way is one more press of the key.
+    const bool further = gtk_widget_get_sensitive(moved_->earlier ? up : down);
+    gtk_widget_grab_focus(moved_->earlier == further ? up : down);
   }
+  if (request.isHere)
+    icon("document-edit-symbolic", "Edit “" + words + "”", [this, request] { host_.edit(request); });
+  icon("user-trash-symbolic", "Remove “" + words + "”", [this, id = request.id] { desk_.hub().remove(id); });
 }
 
 }  // namespace vale::gtk

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,10 @@ namespace vale::gtk {
 class AgentActivityView {
  public:
   struct Host {
-    /// The words of a request that was taken back, or of the waiting one that is to be changed.
-    std::function<void(const std::string& words, std::optional<Uuid> waiting)> edit;
+    /// The words of a request that was taken back.
+    std::function<void(const std::string& words)> takenBack;
+    /// A waiting request is to be changed.
+    std::function<void(const WaitingRequest&)> edit;
     std::function<void(const std::string& sentence)> failed;
   };
 
@@ -34,10 +37,18 @@ class AgentActivityView {
   void refresh();
 
  private:
+  /// By a button, whose successor gets the keyboard.
+  struct Moved {
+    Uuid id;
+    bool earlier;
+  };
+
   void showWork(const AgentActivity& activity);
   void showTime();
   void showChoice(const AgentActivity& activity);
   void showQueue();
+  void showWaiting(std::size_t index);
+  void move(std::size_t index, std::size_t to);
   GtkWidget* button(GtkWidget* box, const char* label, const char* tip, std::function<void()> work);
 
   AgentDesk& desk_;
@@ -50,12 +61,14 @@ class AgentActivityView {
   GtkLabel* sentence_;
   GtkWidget* choice_;
   GtkWidget* queue_;
+  GtkWidget* lines_;
   AgentActivity shown_;
   std::vector<WaitingRequest> shownQueue_;
   std::string shownPause_;
   Timer tick_;
-  Connections connections_, choices_, lines_;
+  Connections connections_, choices_, lineClicks_;
   std::vector<Connection>* adding_ = nullptr;
+  std::optional<Moved> moved_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -1,9 +1,12 @@
 #include "app/gtk/AgentAttachments.h"
 
+#include "agents/PreviewText.h"
 #include "app/gtk/Controls.h"
 #include "common/Error.h"
 #include "common/PrivateFiles.h"
 #include "common/Text.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <system_error>
@@ -18,12 +21,18 @@ struct AgentAttachments::Loaded {
 
 namespace {
 
+constexpr std::size_t longestChip = 60, longestTip = 400;  // characters
+
 std::filesystem::path savedImage(GdkTexture* texture, const std::filesystem::path& folder) {
   const auto place = folder / (Uuid::random().text() + ".png");
   auto* bytes = gdk_texture_save_to_png_bytes(texture);
   gsize size = 0;
   const auto* data = static_cast<const char*>(g_bytes_get_data(bytes, &size));
   try {
+    if (size > longestAttachedImage) {
+      throw Error(fmt::format("The image cannot be attached: as PNG it has {} MB, and an agent takes {} MB.",
+                              size >> 20, longestAttachedImage >> 20));
+    }
     PrivateFiles::write({data, size}, place);
   } catch (...) {
     g_bytes_unref(bytes);
@@ -55,9 +64,8 @@ GtkWidget* menuItem(const char* icon, const char* label) {
 
 }  // namespace
 
-AgentAttachments::AgentAttachments(AgentDesk& desk, BrowsingMode mode,
-                                   std::function<void(const std::string&)> failed)
-    : desk_(desk), mode_(mode), failed_(std::move(failed)),
+AgentAttachments::AgentAttachments(AgentDesk& desk, BrowsingMode mode, Host host)
+    : desk_(desk), mode_(mode), host_(std::move(host)),
       box_(GObjectPointer<GtkWidget>::share(gtk_flow_box_new())), button_(gtk_menu_button_new()),
       queue_(desk.surroundings().workers, "Vale.attachments"),
       self_(std::make_shared<AgentAttachments*>(this)) {
@@ -93,17 +101,14 @@ void AgentAttachments::addMenu() {
     return item;
   };
   pageItem_ = add("web-browser-symbolic", "_This Page", [this] { attachPage(); });
-  selectionItem_ = add("edit-select-all-symbolic", "_Selection of This Page", [this] {
-    selection_ = true;
-    refresh();
-  });
+  selectionItem_ =
+      add("edit-select-all-symbolic", "_Selection of This Page", [this] { host_.wantsSelection(); });
   add("document-open-symbolic", "_Files…", [this] { chooseFiles(); });
   gtk_popover_set_child(popover_, list);
   gtk_menu_button_set_popover(GTK_MENU_BUTTON(button_), GTK_WIDGET(popover_));
 }
 
 void AgentAttachments::setPage(const std::string& title, const std::string& address) {
-  if (address != address_) selection_ = false;
   // What was attached or left was the page that is gone.
   if (ModelInputFilter::withoutQuery(address) != ModelInputFilter::withoutQuery(address_))
     page_ = PageChoice::usual;
@@ -117,11 +122,17 @@ void AgentAttachments::setBegins(bool begins) {
 }
 
 bool AgentAttachments::sendsPage() const {
-  return !address_.empty() && vale::sendsPage(page_, mode_, begins_);
+  return !selection_ && !address_.empty() && vale::sendsPage(page_, mode_, begins_);
 }
 
 void AgentAttachments::attachPage() {
   page_ = PageChoice::attached;
+  selection_.reset();
+  refresh();
+}
+
+void AgentAttachments::attachSelection(PageContext selected) {
+  selection_ = std::move(selected);
   refresh();
 }
 
@@ -147,7 +158,7 @@ void AgentAttachments::addFiles(GListModel* files) {
     if (path)
       addFile(path);
     else
-      failed_("Only files of this machine can be attached.");
+      host_.failed("Only files of this machine can be attached.");
     g_free(path);
   }
 }
@@ -166,7 +177,20 @@ void AgentAttachments::addTexture(GdkTexture* texture) {
        });
 }
 
+bool AgentAttachments::isFull() {
+  if (files_.size() < mostAttachedFiles) return false;
+  host_.failed(fmt::format("A request takes {} files and images. Send the others with the next one.",
+                           mostAttachedFiles));
+  return true;
+}
+
+bool AgentAttachments::isReading() const {
+  return std::ranges::any_of(
+      files_, [](const File& file) { return std::holds_alternative<std::monostate>(file.content); });
+}
+
 void AgentAttachments::load(std::string name, std::function<Loaded()> read) {
+  if (isFull()) return;
   files_.push_back({.id = Uuid::random(), .name = std::move(name)});
   refresh();
   queue_.post([read = std::move(read), id = files_.back().id, main = desk_.surroundings().main,
@@ -190,7 +214,7 @@ void AgentAttachments::settle(const Uuid& id, Loaded loaded) {
     file->content = std::move(loaded.content);
   } else {
     files_.erase(file);
-    failed_(loaded.problem);
+    host_.failed(loaded.problem);
   }
   refresh();
 }
@@ -206,9 +230,7 @@ void AgentAttachments::chip(const char* icon, const std::string& text, const std
   gtk_label_set_max_width_chars(GTK_LABEL(label), 24);
   gtk_widget_set_tooltip_text(label, tip.c_str());
   gtk_box_append(GTK_BOX(box), label);
-  auto* button = gtk_button_new_from_icon_name("window-close-symbolic");
-  gtk_widget_add_css_class(button, "flat");
-  nameControl(button, ("Leave out “" + text + "”").c_str());
+  auto* button = flatButton("window-close-symbolic", ("Leave out “" + text + "”").c_str());
   chips_.push_back(connect(button, "clicked", [this, removed = std::move(removed)] {
     // Later: the chip goes with the button that is being clicked.
     desk_.surroundings().main.post([weak = std::weak_ptr(self_), removed] {
@@ -229,27 +251,43 @@ void AgentAttachments::refresh() {
       refresh();
     });
   }
-  if (selection_) {
-    chip("edit-select-all-symbolic", "Selection", "What is selected on the page when the request is sent",
-         [this] {
-           selection_ = false;
-           refresh();
-         });
-  }
-  for (const auto& file : files_) {
-    const bool image = std::holds_alternative<std::filesystem::path>(file.content);
-    chip(image ? "image-x-generic-symbolic" : "text-x-generic-symbolic", singleLine(file.name),
-         singleLine(file.name), [this, id = file.id] {
-           std::erase_if(files_, [&](const File& one) { return one.id == id; });
-           refresh();
-         });
-  }
+  if (selection_) addSelectionChip();
+  for (const auto& file : files_) addFileChip(file);
   gtk_widget_set_visible(widget(), gtk_widget_get_first_child(widget()) != nullptr);
   gtk_widget_set_sensitive(pageItem_, !address_.empty() && !sendsPage());
-  gtk_widget_set_sensitive(selectionItem_, !address_.empty() && !selection_);
+  gtk_widget_set_sensitive(selectionItem_, !address_.empty());
+}
+
+void AgentAttachments::addSelectionChip() {
+  const auto words = previewLine(selection_->selection.value_or(""), longestChip);
+  const bool isPrivate = mode_ == BrowsingMode::isPrivate;
+  auto tip = previewText(selection_->selection.value_or(""), longestTip) +
+             "\n\nThis text goes to the agent, with the address of its page:\n" + singleLine(selection_->url);
+  if (isPrivate) tip += "\nIt is from a private window, and sent because you attached it.";
+  chip("edit-select-all-symbolic", (isPrivate ? "Private selection: " : "Selection: ") + words, tip, [this] {
+    selection_.reset();
+    refresh();
+  });
+}
+
+void AgentAttachments::addFileChip(const File& file) {
+  const auto name = singleLine(file.name);
+  auto text = name, tip = name;
+  const auto* read = std::get_if<AttachedText>(&file.content);
+  const bool image = std::holds_alternative<std::filesystem::path>(file.content);
+  if (!read && !image) text += " (being read…)";
+  if (read && read->cut) {
+    text = "Beginning of " + name;
+    tip += fmt::format("\nIts first {} kB are sent; the rest is left out.", longestAttachedText >> 10);
+  }
+  chip(image ? "image-x-generic-symbolic" : "text-x-generic-symbolic", text, tip, [this, id = file.id] {
+    std::erase_if(files_, [&](const File& one) { return one.id == id; });
+    refresh();
+  });
 }
 
 void AgentAttachments::put(AgentQuestion& question) const {
+  question.page = selection_;
   for (const auto& file : files_) {
     if (const auto* text = std::get_if<AttachedText>(&file.content)) question.texts.push_back(*text);
     if (const auto* image = std::get_if<std::filesystem::path>(&file.content))
@@ -259,7 +297,7 @@ void AgentAttachments::put(AgentQuestion& question) const {
 
 void AgentAttachments::clear() {
   files_.clear();
-  selection_ = false;
+  selection_.reset();
   page_ = PageChoice::usual;
   refresh();
 }

@@ -15,12 +15,19 @@
 
 namespace vale::gtk {
 
-/// What goes with a request beside its words, as chips that can be taken away: the shown page, what is
-/// selected in it, text files and images. Files are read on the worker pool. Main thread only.
+/// What goes with a request beside its words, as chips that can be taken away: the shown page, or what was
+/// selected in one, text files and images. Files are read on the worker pool. Main thread only.
 class AgentAttachments {
  public:
-  /// The desk must outlive this. `failed` gets a sentence for what could not be attached.
-  AgentAttachments(AgentDesk& desk, BrowsingMode mode, std::function<void(const std::string&)> failed);
+  struct Host {
+    /// Gets a sentence for what could not be attached.
+    std::function<void(const std::string& sentence)> failed;
+    /// What is selected now is to be attached.
+    std::function<void()> wantsSelection;
+  };
+
+  /// The desk must outlive this.
+  AgentAttachments(AgentDesk& desk, BrowsingMode mode, Host host);
   ~AgentAttachments();
   AgentAttachments(const AgentAttachments&) = delete;
   AgentAttachments& operator=(const AgentAttachments&) = delete;
@@ -35,13 +42,15 @@ class AgentAttachments {
   void setBegins(bool begins);
 
   bool sendsPage() const;
-  bool sendsSelection() const { return selection_; }
-  /// Sends the page with a request of these.
   void attachPage();
+  /// In place of the page. It stays what it is, wherever the page goes.
+  void attachSelection(PageContext selected);
 
   void addFiles(GListModel* files);
   void addTexture(GdkTexture* texture);
 
+  /// A file is still being read.
+  bool isReading() const;
   /// Into the request; they stay until `clear`.
   void put(AgentQuestion& question) const;
   /// After they were sent.
@@ -58,6 +67,9 @@ class AgentAttachments {
   void addMenu();
   void chooseFiles();
   void addFile(const std::filesystem::path& file);
+  bool isFull();
+  void addSelectionChip();
+  void addFileChip(const File& file);
   void load(std::string name, std::function<Loaded()> read);
   void settle(const Uuid& id, Loaded loaded);
   void refresh();
@@ -65,7 +77,7 @@ class AgentAttachments {
 
   AgentDesk& desk_;
   const BrowsingMode mode_;
-  std::function<void(const std::string&)> failed_;
+  Host host_;
   GObjectPointer<GtkWidget> box_;
   GtkWidget* button_;
   GtkWidget* pageItem_ = nullptr;
@@ -77,7 +89,7 @@ class AgentAttachments {
   std::string address_;
   bool begins_ = true;
   PageChoice page_ = PageChoice::usual;
-  bool selection_ = false;
+  std::optional<PageContext> selection_;
   std::vector<File> files_;
   Connections connections_, chips_;
   Connection chosen_;

@@ -1,5 +1,6 @@
 #include "app/gtk/AgentChoices.h"
 
+#include "app/TaskChoices.h"
 #include "app/gtk/Controls.h"
 #include "common/Text.h"
 
@@ -147,6 +148,12 @@ AgentChoice::AgentChoice(AgentDesk& desk) : desk_(desk), button_(GTK_MENU_BUTTON
   agents_ = addChoice(grid, 0, "Agent");
   models_ = addChoice(grid, 1, "Model");
   efforts_ = addChoice(grid, 2, "Effort");
+  fallback_ = GTK_LABEL(gtk_label_new(nullptr));
+  gtk_label_set_wrap(fallback_, TRUE);
+  gtk_label_set_max_width_chars(fallback_, 34);
+  gtk_label_set_xalign(fallback_, 0);
+  gtk_widget_add_css_class(GTK_WIDGET(fallback_), "warning");
+  gtk_grid_attach(grid, GTK_WIDGET(fallback_), 0, 3, 2, 1);
   auto* popover = gtk_popover_new();
   gtk_popover_set_child(GTK_POPOVER(popover), GTK_WIDGET(grid));
   gtk_menu_button_set_popover(button_, popover);
@@ -230,7 +237,10 @@ void AgentChoice::show() {
   if (!modelName.empty() && selected > 0) label = modelName;
   gtk_menu_button_set_label(button_, label.c_str());
   const auto spoken = "Agent: " + label;
-  gtk_widget_set_tooltip_text(widget(), "Agent, model and effort");
+  const auto fallback = taskFallback(settings, catalog, used);
+  gtk_label_set_text(fallback_, fallback.c_str());
+  gtk_widget_set_visible(GTK_WIDGET(fallback_), !fallback.empty());
+  gtk_widget_set_tooltip_text(widget(), fallback.empty() ? "Agent, model and effort" : fallback.c_str());
   gtk_accessible_update_property(GTK_ACCESSIBLE(button_), GTK_ACCESSIBLE_PROPERTY_LABEL, spoken.c_str(), -1);
 }
 

@@ -71,6 +71,7 @@ class AgentChoice {
   GtkDropDown* agents_;
   GtkDropDown* models_;
   GtkDropDown* efforts_;
+  GtkLabel* fallback_;
   std::vector<std::string> modelIds_, effortIds_;
   std::optional<AgentProvider> fixed_;
   bool setting_ = false;

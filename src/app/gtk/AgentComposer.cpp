@@ -25,8 +25,11 @@ AgentComposer::AgentComposer(AgentDesk& desk, BrowsingMode mode, Host host)
       text_(GTK_TEXT_VIEW(gtk_text_view_new())), hint_(gtk_label_new("Ask an agent")),
       problem_(newTextLabel()), send_(GTK_BUTTON(gtk_button_new_with_mnemonic("_Send"))),
       stop_(gtk_button_new_with_mnemonic("S_top")),
-      attachments_(desk, mode, [this](const std::string& sentence) { showProblem(sentence); }),
-      project_(desk, [this](const std::string& sentence) { showProblem(sentence); }), agent_(desk) {
+      attachments_(desk, mode,
+                   {.failed = [this](const std::string& sentence) { showProblem(sentence); },
+                    .wantsSelection = [this] { host_.wantsSelection(); }}),
+      project_(desk, [this](const std::string& sentence) { showProblem(sentence); }), agent_(desk),
+      leave_(gtk_button_new_with_mnemonic("_Cancel")) {
   auto* box = GTK_BOX(box_.get());
   gtk_widget_add_css_class(widget(), "agent-composer");
   gtk_widget_add_css_class(GTK_WIDGET(problem_), "error");
@@ -75,6 +78,8 @@ AgentComposer::AgentComposer(AgentDesk& desk, BrowsingMode mode, Host host)
   gtk_box_append(GTK_BOX(what), GTK_WIDGET(access_));
   gtk_widget_set_tooltip_text(stop_, "End what the agent is doing");
   gtk_box_append(GTK_BOX(what), stop_);
+  gtk_widget_set_tooltip_text(leave_, "Leave the waiting request as it is (Escape)");
+  gtk_box_append(GTK_BOX(what), leave_);
   gtk_widget_add_css_class(GTK_WIDGET(send_), "suggested-action");
   gtk_box_append(GTK_BOX(what), GTK_WIDGET(send_));
   gtk_box_append(box, what);
@@ -84,9 +89,13 @@ AgentComposer::AgentComposer(AgentDesk& desk, BrowsingMode mode, Host host)
   };
   on(send_, "clicked", [this] { host_.send(); });
   on(stop_, "clicked", [this] { host_.stop(); });
+  on(leave_, "clicked", [this] { host_.leaveEditing(); });
   on(gtk_text_view_get_buffer(text_), "changed", [this] {
     showProblem({});
     refresh();
+  });
+  on(access_, "notify::selected", [this](GParamSpec*) {
+    if (!setting_ && !follows_ && !draft_) host_.choseAccess(access());
   });
   auto* keys = gtk_event_controller_key_new();
   gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
@@ -129,20 +138,22 @@ void AgentComposer::setWords(const std::string& words) {
 
 AgentQuestion AgentComposer::question() const {
   AgentQuestion question{.words = words(), .destination = project_.destination()};
-  question.access =
-      gtk_drop_down_get_selected(access_) == 1 ? AgentAccess::projectWrite : AgentAccess::readOnly;
+  question.access = access();
   attachments_.put(question);
   return question;
 }
 
-void AgentComposer::clear() {
-  setWords({});
-  attachments_.clear();
+AgentAccess AgentComposer::access() const {
+  return gtk_drop_down_get_selected(access_) == 1 ? AgentAccess::projectWrite : AgentAccess::readOnly;
 }
 
-void AgentComposer::beginWithUsualAccess() {
-  gtk_drop_down_set_selected(access_, host_.usualAccess() == AgentAccess::projectWrite ? 1 : 0);
+void AgentComposer::setAccess(AgentAccess access) {
+  setting_ = true;
+  gtk_drop_down_set_selected(access_, access == AgentAccess::projectWrite ? 1 : 0);
+  setting_ = false;
 }
+
+void AgentComposer::beginWithUsualAccess() { setAccess(host_.usualAccess()); }
 
 void AgentComposer::showConversation(const ThreadSummary* thread) {
   // What the user has chosen for a new conversation stays while it is shown.
@@ -156,8 +167,33 @@ void AgentComposer::showConversation(const ThreadSummary* thread) {
   refresh();
 }
 
-void AgentComposer::showWorking(bool working) {
-  if (std::exchange(working_, working) != working) refresh();
+void AgentComposer::showWorking(bool working, bool stoppable) {
+  if (working_ == working && stoppable_ == stoppable) return;
+  working_ = working;
+  stoppable_ = stoppable;
+  refresh();
+}
+
+void AgentComposer::beginEditing(const WaitingRequest& request) {
+  if (!draft_) draft_ = Draft{.words = words(), .access = access()};
+  setWords(request.words);
+  setAccess(request.access);
+  focus();
+  refresh();
+}
+
+void AgentComposer::endEditing() {
+  const auto draft = std::exchange(draft_, std::nullopt);
+  if (!draft) return;
+  setWords(draft->words);
+  setAccess(draft->access);
+  refresh();
+}
+
+void AgentComposer::endEditingKeepingWords() {
+  const auto draft = std::exchange(draft_, std::nullopt);
+  if (draft && !onlyWhiteSpace(draft->words)) setWords(words() + "\n\n" + draft->words);
+  refresh();
 }
 
 void AgentComposer::setSending(bool sending) {
@@ -174,11 +210,17 @@ void AgentComposer::refresh() {
   const bool empty = onlyWhiteSpace(words());
   gtk_widget_set_visible(hint_, words().empty());
   gtk_label_set_text(GTK_LABEL(hint_), follows_ ? "Go on…" : "Ask an agent…");
-  gtk_widget_set_visible(stop_, working_);
-  gtk_button_set_label(send_, sending_ ? "Sending…" : working_ ? "_Queue" : "_Send");
-  gtk_widget_set_tooltip_text(GTK_WIDGET(send_), working_
-                                                     ? "Send it once the turn under way has ended (Enter)"
-                                                     : "Send the request (Enter)");
+  gtk_widget_set_visible(stop_, stoppable_ && !draft_);
+  gtk_widget_set_visible(leave_, draft_.has_value());
+  const char* label = working_ ? "_Queue" : "_Send";
+  const char* tip =
+      working_ ? "Send it once the turn under way has ended (Enter)" : "Send the request (Enter)";
+  if (draft_) {
+    label = "C_hange";
+    tip = "Change the waiting request (Enter)";
+  }
+  gtk_button_set_label(send_, sending_ ? "Sending…" : label);
+  gtk_widget_set_tooltip_text(GTK_WIDGET(send_), tip);
   gtk_widget_set_sensitive(GTK_WIDGET(send_), !empty && !sending_);
 }
 

@@ -3,10 +3,7 @@
 #include "app/TaskChoices.h"
 #include "app/gtk/BrowserServices.h"
 #include "app/gtk/Controls.h"
-#include "app/gtk/IsolatedWorld.h"
 #include "app/gtk/MarkdownView.h"
-#include "common/Log.h"
-#include "common/OneShot.h"
 #include "common/Text.h"
 #include "common/WebAddress.h"
 
@@ -17,23 +14,12 @@
 
 namespace vale::gtk {
 
-namespace {
-
-constexpr Seconds selectionPatience{2};
-constexpr const char* selectionScript = "return String(getSelection()).slice(0, 20000);";
-
-GtkWidget* iconButton(const char* icon, const char* meaning) {
-  auto* button = gtk_button_new_from_icon_name(icon);
-  gtk_widget_add_css_class(button, "flat");
-  nameControl(button, meaning);
-  return button;
-}
-
-}  // namespace
-
 AgentPanel::Content::Content(AgentPanel& panel)
-    : conversation(panel.desk_),
-      threads(panel.desk_, [&panel](const Uuid& thread) { panel.showThread(thread); }),
+    : conversation(panel.desk_), threads(panel.desk_,
+                                         [&panel](const Uuid& thread) {
+                                           panel.showThread(thread);
+                                           panel.content_->composer.focus();
+                                         }),
       transcript(
           {.openLink =
                [&panel](const std::string& address) {
@@ -51,18 +37,24 @@ AgentPanel::Content::Content(AgentPanel& panel)
            .redo = [&panel](const Uuid& turn) { panel.content_->conversation.redo(turn); }}),
       activity(
           panel.desk_, conversation,
-          {.edit =
-               [&panel](const std::string& words, std::optional<Uuid> waiting) {
-                 panel.editing_ = waiting;
-                 panel.content_->composer.setWords(words);
-                 panel.content_->composer.focus();
+          {.takenBack = [&panel](const std::string& words) { panel.takeBack(words); },
+           .edit =
+               [&panel](const WaitingRequest& request) {
+                 panel.editing_ = request.id;
+                 panel.content_->composer.beginEditing(request);
                },
            .failed =
                [&panel](const std::string& sentence) { panel.content_->composer.showProblem(sentence); }}),
       composer(panel.desk_, panel.place_.context->model->mode,
                {.send = [&panel] { panel.sendFromComposer(); },
-                .stop = [&panel] { panel.content_->conversation.stop(); },
-                .usualAccess = [&panel] { return taskAccess(panel.place_.services.base.preferences); }}) {}
+                .stop = [&panel] { panel.stop(); },
+                .leaveEditing = [&panel] { panel.leaveEditing(); },
+                .wantsSelection = [&panel] { panel.askAboutSelection({}); },
+                .usualAccess = [&panel] { return taskAccess(panel.place_.services.base.preferences); },
+                .choseAccess =
+                    [&panel](AgentAccess access) {
+                      setTaskAccess(panel.place_.services.base.preferences, access);
+                    }}) {}
 
 AgentPanel::AgentPanel(const WindowPlace& place)
     : place_(place), desk_(place.services.base.intelligence->desk()),
@@ -77,9 +69,14 @@ AgentPanel::AgentPanel(const WindowPlace& place)
   gtk_box_append(place_.beside, frame_);
   const auto kept = place_.services.base.preferences.number(widthKey);
   setWidth(kept ? static_cast<int>(std::clamp(*kept, double(narrowest), double(widest))) : usual);
+  place_.actions.add("focus-agent-panel", [this] { content_->composer.focus(); });
+  place_.actions.enable("focus-agent-panel", false);
   place_.actions.add("agent-panel", [this] { open(!gtk_widget_get_visible(frame_)); });
   place_.actions.add("ask-agent", "s",
                      [this](GVariant* words) { ask(g_variant_get_string(words, nullptr)); });
+  place_.actions.add("ask-about-selection", "s", [this](GVariant* selected) {
+    askAboutSelection(g_variant_get_string(selected, nullptr));
+  });
 }
 
 AgentPanel::~AgentPanel() {
@@ -141,6 +138,7 @@ void AgentPanel::open(bool open) {
   if (open && !content_) build();
   gtk_widget_set_visible(frame_, open);
   gtk_widget_set_visible(handle_, open);
+  place_.actions.enable("focus-agent-panel", open);
   if (!open) return place_.focusPage();
   desk_.open();
   followPage();
@@ -155,7 +153,7 @@ GtkWidget* AgentPanel::newHeader() {
   gtk_widget_set_halign(content_->threads.widget(), GTK_ALIGN_START);
   gtk_box_append(GTK_BOX(header), content_->threads.widget());
   const auto add = [&](const char* icon, const char* meaning, std::function<void()> work) {
-    auto* button = iconButton(icon, meaning);
+    auto* button = flatButton(icon, meaning);
     connections_.push_back(connect(button, "clicked", [work = std::move(work)] { work(); }));
     gtk_box_append(GTK_BOX(header), button);
   };
@@ -209,12 +207,25 @@ void AgentPanel::build() {
   gtk_widget_add_css_class(GTK_WIDGET(empty), "agent-empty");
   gtk_widget_add_css_class(GTK_WIDGET(empty), "dim-label");
   gtk_stack_add_named(stack_, GTK_WIDGET(empty), "empty");
+  auto* reading = gtk_label_new("Reading the conversation…");
+  gtk_widget_add_css_class(reading, "dim-label");
+  gtk_stack_add_named(stack_, reading, "reading");
   gtk_stack_add_named(stack_, newMissing(), "missing");
   gtk_stack_add_named(stack_, content_->transcript.widget(), "turns");
   gtk_box_append(box, GTK_WIDGET(stack_));
   gtk_box_append(box, content_->activity.widget());
   gtk_box_append(box, content_->composer.widget());
   adw_clamp_set_child(ADW_CLAMP(frame_), box_);
+  auto* keys = gtk_event_controller_key_new();
+  connections_.push_back(connect(keys, "key-pressed", [this](guint key, guint, GdkModifierType) -> gboolean {
+    if (key != GDK_KEY_Escape) return FALSE;
+    if (editing_)
+      leaveEditing();
+    else
+      place_.focusPage();
+    return TRUE;
+  }));
+  gtk_widget_add_controller(box_, keys);
 
   // Several things change at one time; they are shown once.
   const auto follow = [this](const auto&...) {
@@ -253,7 +264,7 @@ void AgentPanel::followPage() {
 }
 
 void AgentPanel::showThread(std::optional<Uuid> thread) {
-  editing_.reset();
+  leaveEditing();
   content_->conversation.show(thread);
 }
 
@@ -272,7 +283,8 @@ void AgentPanel::refresh() {
   using Step = AgentActivity::Step;
   const auto step = conversation.activity().step;
   content_->composer.showConversation(summary);
-  content_->composer.showWorking(step == Step::working || step == Step::stopping);
+  const bool works = step == Step::working || step == Step::stopping;
+  content_->composer.showWorking(works, works || step == Step::routing);
   const auto problem = conversation.problem();
   gtk_label_set_text(problem_, problem.c_str());
   gtk_widget_set_visible(GTK_WIDGET(problem_), !problem.empty());
@@ -284,103 +296,10 @@ void AgentPanel::refreshStack() {
   const bool empty = content_->conversation.turns().empty();
   if (empty && missing) gtk_label_set_text(missing_, missing->c_str());
   gtk_widget_set_sensitive(checkAgain_, !desk_.looking().value());
-  gtk_stack_set_visible_child_name(stack_, !empty ? "turns" : missing ? "missing" : "empty");
-}
-
-// Requests.
-
-/// From the address entry: a new conversation, whatever the panel shows.
-void AgentPanel::ask(const std::string& words) {
-  if (onlyWhiteSpace(words)) return;
-  if (!gtk_widget_get_visible(frame_)) open(true);
-  content_->composer.focus();
-  showThread(std::nullopt);
-  const auto* page = place_.pages.page();
-  const bool web = page && isWebAddress(page->address().value()) && !page->failure().value();
-  const bool sends = web && sendsPage(PageChoice::usual, place_.context->model->mode, true);
-  // Seen until it is on its way; what was being written stays.
-  if (onlyWhiteSpace(content_->composer.words())) content_->composer.setWords(words);
-  send({.words = words}, sends, false);
-}
-
-void AgentPanel::sendFromComposer() {
-  auto& composer = content_->composer;
-  if (editing_) {
-    if (desk_.hub().edit(*editing_, composer.words())) {
-      composer.clear();
-    } else {
-      composer.showProblem(
-          "The request has begun or is gone meanwhile. Send the words as a new one, or clear them.");
-    }
-    editing_.reset();
-    return;
-  }
-  auto question = composer.question();
-  if (const auto* thread = content_->conversation.summary()) question.destination = ToThread{thread->id};
-  send(std::move(question), composer.attachments().sendsPage(), composer.attachments().sendsSelection());
-}
-
-void AgentPanel::send(AgentQuestion question, bool page, bool selection) {
-  if (onlyWhiteSpace(question.words) || std::exchange(sending_, true)) return;
-  content_->composer.setSending(true);
-  spawn(carry(std::move(question), page, selection));
-}
-
-Task<> AgentPanel::carry(AgentQuestion question, bool page, bool selection) {
-  const Weak self = self_;
-  const auto words = question.words;
-  std::string problem;
-  try {
-    if (page || selection) {
-      question.page = co_await readPage(selection);
-      if (self.expired()) co_return;
-    }
-    co_await content_->conversation.ask(std::move(question));
-  } catch (const Error& error) {
-    problem = error.message;
-  }
-  if (self.expired()) co_return;
-  sending_ = false;
-  auto& composer = content_->composer;
-  composer.setSending(false);
-  if (!problem.empty()) {
-    // What was typed is never lost.
-    if (onlyWhiteSpace(composer.words())) composer.setWords(words);
-    composer.showProblem(problem);
-  } else if (composer.words() == words) {
-    composer.clear();
-  }
-  refresh();
-}
-
-/// The shown page as it is now; what of it may be sent is decided later.
-Task<std::optional<PageContext>> AgentPanel::readPage(bool selection) {
-  const Weak self = self_;
-  // Keeps the page until it has answered.
-  const auto tab = place_.context->model->selected();
-  auto* page = place_.pages.page();
-  if (!tab || !page) co_return std::nullopt;
-  PageContext context{.url = page->address().value(), .title = page->title().value()};
-  const OneShot<std::string> selected;
-  auto limit = place_.clock.schedule(selectionPatience, [selected] { selected.set({}); });
-  if (selection) {
-    runInPage(page->view(), selectionScript, gone_.get(), [selected](JSCValue* result) {
-      char* text = result && jsc_value_is_string(result) ? jsc_value_to_string(result) : nullptr;
-      selected.set(text ? text : "");
-      g_free(text);
-    });
-  } else {
-    selected.set({});
-  }
-  auto text = co_await page->readText();
-  if (self.expired()) co_return std::nullopt;
-  auto words = co_await selected.wait();
-  context.responded = !text.address.empty();
-  context.sensitive = text.sensitive;
-  if (context.responded) context.url = text.address;
-  context.text = validUtf8(std::move(text.text));
-  if (selection && !onlyWhiteSpace(words)) context.selection = validUtf8(std::move(words));
-  co_return context;
+  const bool isKept = content_->conversation.summary() != nullptr;
+  const bool reading = isKept && content_->conversation.problem().empty();
+  const char* shown = reading ? "reading" : missing ? "missing" : "empty";
+  gtk_stack_set_visible_child_name(stack_, empty ? shown : "turns");
 }
 
 }  // namespace vale::gtk

@@ -24,6 +24,11 @@ class AgentPanel : public WindowPart {
  private:
   using Weak = std::weak_ptr<AgentPanel*>;
 
+  struct Sending {
+    bool page;         ///< the shown page goes along
+    bool attachments;  ///< and so do the composer's
+  };
+
   /// What is made when it is first opened.
   struct Content {
     Content(AgentPanel& panel);
@@ -47,10 +52,16 @@ class AgentPanel : public WindowPart {
   void followPage();
   void showThread(std::optional<Uuid> thread);
   void ask(const std::string& words);
-  void send(AgentQuestion question, bool page, bool selection);
+  void send(AgentQuestion question, Sending sending);
   void sendFromComposer();
-  Task<> carry(AgentQuestion question, bool page, bool selection);
-  Task<std::optional<PageContext>> readPage(bool selection);
+  void stop();
+  void takeBack(const std::string& words);
+  void leaveEditing();
+  Task<> carry(AgentQuestion question, Sending sending);
+  void askAboutSelection(const std::string& selected);
+  Task<> attachSelection(std::string selected);
+  Task<std::optional<PageContext>> readPage();
+  Task<std::string> readSelection();
   void spawn(Task<> task);
 
   WindowPlace place_;

@@ -28,6 +28,17 @@ GtkLabel* caption(const std::string& text) {
   return label;
 }
 
+/// One that the keyboard passes over on its way through the conversation.
+GtkLabel* plainCaption() {
+  auto* label = caption({});
+  gtk_label_set_selectable(label, FALSE);
+  return label;
+}
+
+void nameExpander(GtkExpander* expander, const std::string& name) {
+  gtk_accessible_update_property(GTK_ACCESSIBLE(expander), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str(), -1);
+}
+
 void clear(GtkWidget* box) {
   while (auto* child = gtk_widget_get_first_child(box)) gtk_box_remove(GTK_BOX(box), child);
 }
@@ -66,7 +77,8 @@ GtkWidget* codeBox(const std::string& text, AgentRowDetail::Form form) {
   return scroller;
 }
 
-void showMark(GtkImage* image, State state) {
+/// Gives what the mark means.
+const char* showMark(GtkImage* image, State state) {
   const char* icon = nullptr;
   const char* meaning = "";
   const char* style = nullptr;
@@ -99,6 +111,7 @@ void showMark(GtkImage* image, State state) {
   gtk_image_set_from_icon_name(image, icon);
   gtk_widget_set_tooltip_text(GTK_WIDGET(image), meaning);
   gtk_accessible_update_property(GTK_ACCESSIBLE(image), GTK_ACCESSIBLE_PROPERTY_LABEL, meaning, -1);
+  return meaning;
 }
 
 const char* remedyLabel(Remedy remedy) {
@@ -151,7 +164,7 @@ void AgentRowView::build() {
     gtk_widget_add_css_class(widget(), "agent-request");
     text_ = newTextLabel();
     gtk_box_append(box, GTK_WIDGET(text_));
-    title_ = caption({});
+    title_ = plainCaption();
     gtk_box_append(box, GTK_WIDGET(title_));
     break;
   case Kind::message:
@@ -173,7 +186,7 @@ void AgentRowView::build() {
     gtk_box_append(box, GTK_WIDGET(text_));
     break;
   case Kind::facts:
-    title_ = caption({});
+    title_ = plainCaption();
     gtk_box_append(box, GTK_WIDGET(title_));
     break;
   }
@@ -242,7 +255,9 @@ void AgentRowView::fill() {
 void AgentRowView::fillCard() {
   gtk_label_set_text(title_, row_.title.c_str());
   gtk_widget_set_tooltip_text(GTK_WIDGET(title_), row_.title.c_str());
-  if (row_.kind == Kind::call) showMark(mark_, row_.state);
+  auto name = row_.title;
+  if (row_.kind == Kind::call) name += fmt::format(": {}", showMark(mark_, row_.state));
+  nameExpander(expander_, name);
   fillDetails();
 }
 
@@ -275,6 +290,7 @@ void AgentRowView::fillChanges() {
   else if (changes->state == AgentTurnChanges::State::known)
     title = files.empty() ? "No files were changed" : fmt::format("Changed files: {}", files.size());
   gtk_label_set_text(title_, title.c_str());
+  nameExpander(expander_, title);
   const auto button = [this](const char* label, const char* meaning, std::function<void()> work) {
     auto* made = gtk_button_new_with_mnemonic(label);
     gtk_widget_set_tooltip_text(made, meaning);
@@ -291,7 +307,9 @@ void AgentRowView::fillChanges() {
     return;
   }
   for (const auto& file : files) {
-    auto* line = gtk_expander_new(changeTitle(file).c_str());
+    const auto about = changeTitle(file);
+    auto* line = gtk_expander_new(about.c_str());
+    nameExpander(GTK_EXPANDER(line), about);
     auto* body = gtk_box_new(GTK_ORIENTATION_VERTICAL, 4);
     if (file.diff) gtk_box_append(GTK_BOX(body), codeBox(*file.diff, AgentRowDetail::Form::diff));
     if (file.diffCut)

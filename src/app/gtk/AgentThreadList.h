@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/AgentDesk.h"
+#include "app/ThreadListing.h"
 #include "app/gtk/GObjectPointer.h"
 #include "app/gtk/Signal.h"
 
@@ -12,8 +13,8 @@
 
 namespace vale::gtk {
 
-/// The button with the name of the shown conversation, and the list of the others, the latest first. Main
-/// thread only.
+/// The button with the name of the shown conversation, and the list of all to search in, the latest first.
+/// Main thread only.
 class AgentThreadList {
  public:
   /// The desk must outlive the list. `chosen` gets the conversation to show.
@@ -27,15 +28,19 @@ class AgentThreadList {
 
  private:
   void list();
-  void askToDelete(const Uuid& thread, const std::string& title);
+  void choose(std::size_t index);
+  bool deleteFocused();
+  void askToDelete(ListedThread thread);
 
   AgentDesk& desk_;
   std::function<void(const Uuid&)> chosen_;
   GtkMenuButton* button_;
   GtkLabel* title_;
   GtkPopover* popover_;
+  GtkWidget* search_;
   GtkListBox* rows_;
-  std::vector<Uuid> threads_;
+  GtkLabel* empty_;
+  std::vector<ListedThread> threads_;
   Connections connections_, buttons_;
   Connection answered_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

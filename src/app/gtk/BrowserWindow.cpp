@@ -335,11 +335,9 @@ void BrowserWindow::focusNextPane() {
     if (wall_ && gtk_widget_get_mapped(wall_->widget())) return wall_->focus();
     if (strip_) return strip_->focus();
   } else if (within(beside_)) {
-    // From a panel there is nothing further on.
-    auto* panel = gtk_widget_get_next_sibling(gtk_widget_get_first_child(beside_));
-    for (; panel && within(pages_.widget()); panel = gtk_widget_get_next_sibling(panel)) {
-      if (gtk_widget_get_visible(panel) && gtk_widget_child_focus(panel, GTK_DIR_TAB_FORWARD)) return;
-    }
+    auto* panel = g_action_map_lookup_action(G_ACTION_MAP(window_.get()), "focus-agent-panel");
+    const bool onPage = within(pages_.widget());
+    if (onPage && panel && g_action_get_enabled(panel)) return g_action_activate(panel, nullptr);
     return entry_.edit();
   }
   focusPage();

@@ -1,5 +1,7 @@
 #include "app/gtk/MarkdownView.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -8,6 +10,8 @@ namespace vale::gtk {
 namespace {
 
 constexpr int indent = 18;  // logical pixels
+/// What is laid out at a time, bytes: some five pages, which a growing text may change without a pause.
+constexpr std::size_t part = 16 * 1024;
 
 const char* headingStyle(int level) {
   if (level <= 1) return "title-4";
@@ -43,11 +47,40 @@ GtkLabel* newCodeLabel(GtkWidget*& scroller) {
 
 MarkdownView::MarkdownView(std::function<void(const std::string&)> openLink)
     : openLink_(std::move(openLink)),
-      box_(GObjectPointer<GtkWidget>::share(gtk_box_new(GTK_ORIENTATION_VERTICAL, 6))) {}
+      box_(GObjectPointer<GtkWidget>::share(gtk_box_new(GTK_ORIENTATION_VERTICAL, 6))),
+      blocks_(GTK_BOX(gtk_box_new(GTK_ORIENTATION_VERTICAL, 6))), most_(part) {
+  gtk_box_append(GTK_BOX(widget()), GTK_WIDGET(blocks_));
+}
 
 MarkdownView::~MarkdownView() = default;
 
 void MarkdownView::show(std::string_view text) {
+  text_ = text;
+  layOut();
+}
+
+void MarkdownView::offerMore(std::size_t shown) {
+  const auto left = text_.size() - shown;
+  if (more_) gtk_widget_set_visible(more_, left > 0);
+  if (left == 0) return;
+  if (!more_) {
+    more_ = gtk_button_new();
+    gtk_button_set_use_underline(GTK_BUTTON(more_), TRUE);
+    gtk_widget_set_halign(more_, GTK_ALIGN_START);
+    wants_ = connect(more_, "clicked", [this] {
+      most_ += part;
+      layOut();
+    });
+    gtk_box_append(GTK_BOX(widget()), more_);
+  }
+  const auto label = fmt::format("Show _More ({} kB)", (left + 999) / 1000);
+  gtk_button_set_label(GTK_BUTTON(more_), label.c_str());
+}
+
+void MarkdownView::layOut() {
+  const auto text = markdownBeginning(text_, most_);
+  offerMore(text.size());
+  if (std::exchange(laidOut_, text) == text) return;
   const auto blocks = markdownBlocks(text);
   std::size_t same = 0;
   while (same < std::min(blocks.size(), shown_.size()) && blocks[same] == shown_[same].block) ++same;
@@ -65,11 +98,11 @@ void MarkdownView::show(std::string_view text) {
   while (shown_.size() > same) {
     auto* widget = shown_.back().widget;
     shown_.pop_back();
-    gtk_box_remove(GTK_BOX(box_.get()), widget);
+    gtk_box_remove(blocks_, widget);
   }
   for (std::size_t i = same; i < blocks.size(); ++i) {
     shown_.push_back(make(blocks[i]));
-    gtk_box_append(GTK_BOX(box_.get()), shown_.back().widget);
+    gtk_box_append(blocks_, shown_.back().widget);
   }
 }
 

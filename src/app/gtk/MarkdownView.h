@@ -13,8 +13,8 @@
 
 namespace vale::gtk {
 
-/// Shows an agent's Markdown, block by block. A text that grows changes its last blocks only. Main thread
-/// only.
+/// Shows an agent's Markdown, block by block. A text that grows changes its last blocks only; of a very long
+/// one the beginning is laid out, and more of it on demand. Main thread only.
 class MarkdownView {
  public:
   /// `openLink` gets the address of a link that was clicked.
@@ -34,11 +34,19 @@ class MarkdownView {
     Connection clicks;
   };
 
+  void layOut();
+  void offerMore(std::size_t shown);
   Shown make(const MarkdownBlock& block);
 
   std::function<void(const std::string&)> openLink_;
   GObjectPointer<GtkWidget> box_;
+  GtkBox* blocks_;
+  GtkWidget* more_ = nullptr;  ///< the button, where something is left out
+  std::string text_;
+  std::string laidOut_;  ///< as much of it as is shown
+  std::size_t most_;
   std::vector<Shown> shown_;
+  Connection wants_;
 };
 
 /// A label for text that wraps and can be selected.

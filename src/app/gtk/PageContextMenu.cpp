@@ -216,6 +216,8 @@ void PageContextMenu::run(PageMenuItem item) {
     return;
   case PageMenuItem::searchWeb:
     return runInWindow("search-web", g_variant_new_string(place_.selection.c_str()));
+  case PageMenuItem::askAgent:
+    return runInWindow(askAction, g_variant_new_string(place_.selection.c_str()));
   default:
     if (const char* name = windowAction(item)) runInWindow(name);
   }
