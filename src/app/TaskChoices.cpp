@@ -35,10 +35,6 @@ AgentAccess taskAccess(const Preferences& preferences) {
   return kept ? fromRawValue<AgentAccess>(*kept).value_or(AgentAccess::readOnly) : AgentAccess::readOnly;
 }
 
-void setTaskAccess(Preferences& preferences, AgentAccess access) {
-  preferences.set(taskAccessKey, json::string(rawValue(access)));
-}
-
 std::string taskFallback(const IntelligenceSettings& settings, const ModelCatalog& catalog,
                          AgentProvider provider) {
   std::string sentences;

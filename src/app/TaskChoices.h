@@ -16,7 +16,6 @@ inline constexpr std::string_view taskAccessKey = "ValeTaskAccess";
 
 /// What the user wants a new request to begin with; reading only for a value that is neither.
 AgentAccess taskAccess(const Preferences& preferences);
-void setTaskAccess(Preferences& preferences, AgentAccess access);
 
 /// What the user once chose for new requests and the CLI does not offer any more, and what it takes in its
 /// place: sentences, empty when it offers all.

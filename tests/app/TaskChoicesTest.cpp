@@ -50,9 +50,9 @@ struct TaskSettings : testing::Test {
   }
 };
 
-TEST_F(TaskSettings, aRequestBeginsWithTheAccessThatWasChosenLastAndElseOnlyReads) {
+TEST_F(TaskSettings, aRequestBeginsWithTheAccessThatTheSettingsNameAndElseOnlyReads) {
   EXPECT_EQ(taskAccess(*preferences), AgentAccess::readOnly);
-  setTaskAccess(*preferences, AgentAccess::projectWrite);
+  preferences->set(taskAccessKey, json::string(rawValue(AgentAccess::projectWrite)));
   start();
   EXPECT_EQ(taskAccess(*preferences), AgentAccess::projectWrite);
   for (const json::value& other : {json::value("everything"), json::value(true), json::value(nullptr)}) {

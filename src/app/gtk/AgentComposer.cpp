@@ -94,9 +94,6 @@ AgentComposer::AgentComposer(AgentDesk& desk, BrowsingMode mode, Host host)
     showProblem({});
     refresh();
   });
-  on(access_, "notify::selected", [this](GParamSpec*) {
-    if (!setting_ && !follows_ && !draft_) host_.choseAccess(access());
-  });
   auto* keys = gtk_event_controller_key_new();
   gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
   on(keys, "key-pressed", [this, keys](guint key, guint, GdkModifierType modifiers) -> gboolean {
@@ -148,9 +145,7 @@ AgentAccess AgentComposer::access() const {
 }
 
 void AgentComposer::setAccess(AgentAccess access) {
-  setting_ = true;
   gtk_drop_down_set_selected(access_, access == AgentAccess::projectWrite ? 1 : 0);
-  setting_ = false;
 }
 
 void AgentComposer::beginWithUsualAccess() { setAccess(host_.usualAccess()); }

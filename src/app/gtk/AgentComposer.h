@@ -18,8 +18,6 @@ class AgentComposer {
     std::function<void()> wantsSelection;
     /// What a new conversation begins with.
     std::function<AgentAccess()> usualAccess;
-    /// The user chose for a new conversation.
-    std::function<void(AgentAccess)> choseAccess;
   };
 
   /// The desk must outlive the composer.
@@ -81,7 +79,6 @@ class AgentComposer {
   bool stoppable_ = false;
   std::optional<Draft> draft_;  ///< what was being written before a waiting request came to be changed
   bool sending_ = false;
-  bool setting_ = false;
   bool follows_ = false;  ///< the next request goes on with a conversation
   Connections connections_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

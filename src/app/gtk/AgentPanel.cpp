@@ -50,11 +50,7 @@ AgentPanel::Content::Content(AgentPanel& panel)
                 .stop = [&panel] { panel.stop(); },
                 .leaveEditing = [&panel] { panel.leaveEditing(); },
                 .wantsSelection = [&panel] { panel.askAboutSelection({}); },
-                .usualAccess = [&panel] { return taskAccess(panel.place_.services.base.preferences); },
-                .choseAccess =
-                    [&panel](AgentAccess access) {
-                      setTaskAccess(panel.place_.services.base.preferences, access);
-                    }}) {}
+                .usualAccess = [&panel] { return taskAccess(panel.place_.services.base.preferences); }}) {}
 
 AgentPanel::AgentPanel(const WindowPlace& place)
     : place_(place), desk_(place.services.base.intelligence->desk()),
