@@ -237,7 +237,9 @@ TEST_F(IntelligenceServiceTest, aCancellationDoesNotWaitForTheSearchForCLIs) {
   searching->cancellation.cancel();
   EXPECT_EQ(messageOf(*searching), "The request was cancelled.");
   PrivateFiles::write("", end);
-  queues.runUntil([&] { return agents.status(codex).authentication.has_value(); });
+  // The search goes on for whoever asks next, to its end.
+  for (const auto provider : {codex, AgentProvider::claude})
+    queues.runUntil([&] { return agents.status(provider).authentication.has_value(); });
 }
 
 TEST_F(IntelligenceServiceTest, saysWhatTheUserHasToDoFirst) {
