@@ -1,3 +1,4 @@
+#include "app/PermissionQuestions.h"
 #include "app/gtk/ClearDataDialog.h"
 #include "app/gtk/EngineSettings.h"
 #include "app/gtk/PasswordsWindow.h"
@@ -10,34 +11,6 @@
 namespace vale::gtk {
 
 namespace {
-
-std::string shown(PermissionKind kind) {
-  switch (kind) {
-  case PermissionKind::camera:
-    return "Camera";
-  case PermissionKind::microphone:
-    return "Microphone";
-  case PermissionKind::display:
-    return "Sharing the screen";
-  case PermissionKind::location:
-    return "Location";
-  case PermissionKind::notifications:
-    return "Notifications";
-  case PermissionKind::clipboard:
-    return "Reading the clipboard";
-  case PermissionKind::popups:
-    return "Opening windows";
-  case PermissionKind::pointerLock:
-    return "Hiding the pointer";
-  case PermissionKind::deviceList:
-    return "Listing devices";
-  case PermissionKind::protectedMedia:
-    return "Protected media";
-  case PermissionKind::storageAccess:
-    return "Cookies inside other sites";
-  }
-  return {};
-}
 
 /// What sites may do and learn.
 class PrivacyPage : public SettingsPage {
@@ -62,8 +35,8 @@ class PrivacyPage : public SettingsPage {
     const auto leads = [this, data](const char* title, const char* subtitle, const char* meaning,
                                     void (*show)(GtkWindow*, BrowserServices&)) {
       auto* row = addRow(data, title, subtitle);
-      auto* button = addButton(row, "go-next-symbolic", meaning,
-                               [this, show] { show(place_.window, place_.services); });
+      auto* button =
+          addButton(row, "go-next-symbolic", meaning, [this, show] { show(place_.window, place_.services); });
       adw_action_row_set_activatable_widget(row, button);
     };
     leads("Passwords", "What is saved, and the sites for which nothing ever is", "Show the passwords",
@@ -87,7 +60,7 @@ class PrivacyPage : public SettingsPage {
   }
 
   void add(const SitePermission& one) {
-    const auto subtitle = shown(one.kind);
+    const std::string subtitle(nameOf(one.kind));
     auto* row = addChoice(permissions_, one.origin.c_str(), subtitle.c_str(), {"Allowed", "Forbidden"},
                           one.decision == PermissionDecision::allow ? 0 : 1,
                           [this, origin = one.origin, kind = one.kind](std::size_t at) {
